@@ -1,0 +1,1 @@
+install(TARGETS tvk zed EXPORT tvkTargets FILE_SET HEADERS)

@@ -1,0 +1,35 @@
+# What every target of this project is built with; nothing here reaches a consumer but the C++ standard.
+function(tvk_compile_options TARGET)
+  target_compile_options(${TARGET} PRIVATE
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion>
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
+    $<$<COMPILE_LANG_AND_ID:C,GNU,Clang>:-Wall -Wextra -Wpedantic>)
+  if(TVK_WERROR)
+    target_compile_options(${TARGET} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# tvk_add_library(NAME OUTPUT_NAME name): one of the two libraries, with its alias NAME::NAME.
+function(tvk_add_library NAME)
+  cmake_parse_arguments(ARG "" "OUTPUT_NAME" "" ${ARGN})
+  add_library(${NAME})
+  add_library(${NAME}::${NAME} ALIAS ${NAME})
+  set_target_properties(${NAME} PROPERTIES
+    OUTPUT_NAME ${ARG_OUTPUT_NAME}
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON VERIFY_INTERFACE_HEADER_SETS ON)
+  target_compile_features(${NAME} PUBLIC cxx_std_20)
+  target_include_directories(${NAME} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  tvk_compile_options(${NAME})
+endfunction()
+
+# tvk_sources(TARGET HEADERS a.h ... SOURCES a.cpp ...): the files of one room, listed by name.
+function(tvk_sources TARGET)
+  cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES" ${ARGN})
+  target_sources(${TARGET} PRIVATE ${ARG_SOURCES})
+  if(ARG_HEADERS)
+    target_sources(${TARGET} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARG_HEADERS})
+  endif()
+endfunction()

@@ -1,0 +1,91 @@
+// What the tests of several rooms need: surroundings that are put back, and answers of failing calls.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include <tvk/text/Exception.h>
+
+namespace support {
+
+// A fresh folder that is removed, with all in it, at the end of the scope.
+class ScopedFolder {
+ public:
+  ScopedFolder();
+  ~ScopedFolder();
+  ScopedFolder(const ScopedFolder&) = delete;
+  ScopedFolder& operator=(const ScopedFolder&) = delete;
+  std::string path() const { return m_path.string(); }
+  std::string operator/(const std::string& name) const { return (m_path / name).string(); }
+
+ private:
+  std::filesystem::path m_path;
+};
+
+// Fails the test when the scope ends with more or fewer open descriptors than it began with.
+class DescriptorWatch {
+ public:
+  DescriptorWatch();
+  ~DescriptorWatch();
+
+ private:
+  std::size_t m_before;
+};
+
+// Sets an environment variable, or unsets it with nullopt, and puts the old value back; TZ is re-read.
+class ScopedVariable {
+ public:
+  ScopedVariable(std::string name, std::optional<std::string> value);
+  ~ScopedVariable();
+
+ private:
+  std::string m_name;
+  std::optional<std::string> m_old;
+};
+
+// What a process of its own did: its exit status (128 + signal when killed) and its output.
+struct ChildResult {
+  int status;
+  std::string output;
+  std::string errors;
+};
+
+// Runs `work` in a forked child whose exit status is the value it answers.
+ChildResult inChild(const std::function<int()>& work);
+// Runs a command line through the shell.
+ChildResult runCommand(const std::string& command);
+
+std::string readWhole(const std::string& path);
+void writeWhole(const std::string& path, const std::string& contents);
+
+// The code of the Exception that `work` throws; 0 when it throws none.
+template <class Work>
+std::int64_t thrownCode(Work&& work) {
+  try {
+    work();
+  } catch (const tvk::Exception& e) {
+    return e.GetCode();
+  }
+  return 0;
+}
+
+// The text of the exception that `work` throws, behind the first " - ": the message alone. Empty when none.
+template <class Work>
+std::string thrownMessage(Work&& work) {
+  try {
+    work();
+  } catch (const std::exception& e) {
+    const std::string text = e.what();
+    const auto at = text.find(" - ");
+    return at == std::string::npos ? text : text.substr(at + 3);
+  }
+  return {};
+}
+
+}  // namespace support

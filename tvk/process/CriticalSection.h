@@ -1,0 +1,47 @@
+// The lock of the library and its scoped guard.
+#pragma once
+
+#include <pthread.h>
+
+#include <tvk/Export.h>
+#include <tvk/process/ThreadAnnotations.h>
+
+namespace tvk {
+
+// A mutual-exclusion lock. Not recursive: a thread that locks it twice waits for ever. Copying or assigning
+// never shares or copies a lock: the copy is a fresh, unlocked one. Works with std::lock_guard.
+class TVK_EXPORT TVK_CAPABILITY("mutex") CriticalSection {
+ public:
+  CriticalSection() noexcept;
+  CriticalSection(const CriticalSection&) noexcept;
+  CriticalSection& operator=(const CriticalSection& other) noexcept;
+  ~CriticalSection();
+
+  void Lock() noexcept TVK_ACQUIRE();
+  void Unlock() noexcept TVK_RELEASE();
+
+  void lock() noexcept TVK_ACQUIRE() { Lock(); }
+  void unlock() noexcept TVK_RELEASE() { Unlock(); }
+
+  // The process-wide lock that guards the thread records; made on first use.
+  static CriticalSection& Global();
+
+ private:
+  pthread_mutex_t m_mutex;
+};
+
+// Holds a section until the end of the scope. The section must outlive the guard.
+class TVK_SCOPED_CAPABILITY [[nodiscard]] CriticalSectionLock {
+ public:
+  explicit CriticalSectionLock(CriticalSection& section) noexcept TVK_ACQUIRE(section) : m_section(&section) {
+    m_section->Lock();
+  }
+  ~CriticalSectionLock() TVK_RELEASE() { m_section->Unlock(); }
+  CriticalSectionLock(const CriticalSectionLock&) = delete;
+  CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
+
+ private:
+  CriticalSection* m_section;
+};
+
+}  // namespace tvk

@@ -1,0 +1,1 @@
+#include <tvk/text/Exception.h>

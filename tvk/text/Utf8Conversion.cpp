@@ -1,0 +1,1 @@
+#include <tvk/text/Utf8Conversion.h>

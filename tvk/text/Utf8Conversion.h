@@ -1,0 +1,80 @@
+// Conversion of whole texts to and from UTF-8, independent of the locale.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include <tvk/Export.h>
+#include <tvk/process/CriticalSection.h>
+#include <tvk/process/Singleton.h>
+#include <tvk/text/StringBase.h>
+#include <tvk/text/Utf8.h>
+
+namespace tvk {
+
+// What the four converters share: one iconv descriptor and the lock that makes each conversion whole.
+class TVK_EXPORT CharsetConverter : public Singleton {
+ public:
+  ~CharsetConverter() override;
+
+ protected:
+  CharsetConverter(const char* to, const char* from);
+
+  // Converts all `bytes` in one call into `out`, which has room for `capacity` bytes. Answers the number of bytes
+  // produced, or -1 when the input is invalid or holds a character that the target lacks.
+  std::ptrdiff_t ConvertBytes(const char* bytes, std::size_t size, char* out, std::size_t capacity);
+
+ private:
+  void* m_descriptor;
+  CriticalSection m_lock;
+};
+
+// Converts from From to To; the four specialisations below exist. Making one opens its descriptor; Get() answers
+// the process-wide one of its direction, which lives from first use until shut-down.
+//
+// Convert() is all or nothing: on invalid input, on a character that the target lacks, and when the descriptor
+// could not be opened, the output is empty and the result 0. Otherwise the result counts the units produced.
+// Safe from several threads at once. A converter is owned by the singleton list: make it with new, or let it die
+// before shut-down.
+template <class From, class To>
+class Utf8Conversion;
+
+template <>
+class TVK_EXPORT Utf8Conversion<StringBase<char>, Utf8> : public CharsetConverter {
+ public:
+  Utf8Conversion();
+  ~Utf8Conversion() override;
+  std::size_t Convert(const StringBase<char>& in, Utf8& out);
+  static Utf8Conversion& Get();
+};
+
+template <>
+class TVK_EXPORT Utf8Conversion<Utf8, StringBase<char>> : public CharsetConverter {
+ public:
+  Utf8Conversion();
+  ~Utf8Conversion() override;
+  std::size_t Convert(const Utf8& in, StringBase<char>& out) { return Convert(in.View(), out); }
+  std::size_t Convert(std::string_view in, StringBase<char>& out);
+  static Utf8Conversion& Get();
+};
+
+template <>
+class TVK_EXPORT Utf8Conversion<StringBase<wchar_t>, Utf8> : public CharsetConverter {
+ public:
+  Utf8Conversion();
+  ~Utf8Conversion() override;
+  std::size_t Convert(const StringBase<wchar_t>& in, Utf8& out);
+  static Utf8Conversion& Get();
+};
+
+template <>
+class TVK_EXPORT Utf8Conversion<Utf8, StringBase<wchar_t>> : public CharsetConverter {
+ public:
+  Utf8Conversion();
+  ~Utf8Conversion() override;
+  std::size_t Convert(const Utf8& in, StringBase<wchar_t>& out) { return Convert(in.View(), out); }
+  std::size_t Convert(std::string_view in, StringBase<wchar_t>& out);
+  static Utf8Conversion& Get();
+};
+
+}  // namespace tvk

@@ -1,0 +1,1 @@
+#include <zed/ByteBuffer.h>

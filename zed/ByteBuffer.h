@@ -1,0 +1,2 @@
+// A block of bytes.
+#pragma once
