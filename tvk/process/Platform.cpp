@@ -1,5 +1,7 @@
 #include <tvk/process/Platform.h>
 
+#include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,6 +33,30 @@ std::string currentFolder() {
   }
   path.resize(path.find('\0'));
   return path;
+}
+
+std::vector<std::string> loadedModulePaths() {
+  std::vector<std::string> paths;
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, std::size_t, void* list) {
+        static_cast<std::vector<std::string>*>(list)->emplace_back(
+            info->dlpi_name != nullptr ? info->dlpi_name : "");
+        return 0;
+      },
+      &paths);
+  return paths;
+}
+
+void* openIfLoaded(const std::string& path) {
+  return dlopen(path.empty() ? nullptr : path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+}
+
+bool liesInModule(const void* address, void* module) {
+  Dl_info info;
+  void* holder = nullptr;
+  void* own = nullptr;
+  return dladdr1(address, &info, &holder, RTLD_DL_LINKMAP) != 0 &&
+         dlinfo(module, RTLD_DI_LINKMAP, &own) == 0 && holder == own;
 }
 
 }  // namespace tvk::platform

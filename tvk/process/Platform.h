@@ -1,9 +1,10 @@
 // The one room that knows which host this is. Everything above asks here and works the same on all of them.
 #pragma once
 
-#include <string>
-
 #include <tvk/Export.h>
+
+#include <string>
+#include <vector>
 
 namespace tvk::platform {
 
@@ -12,5 +13,15 @@ TVK_EXPORT std::string executablePath();
 
 // The current folder, however long; empty when the host does not tell.
 TVK_EXPORT std::string currentFolder();
+
+// The loader's names of everything the process has loaded, in load order; the main program's is empty.
+TVK_EXPORT std::vector<std::string> loadedModulePaths();
+
+// A handle, to be given to dlclose, on the module that the loader knows by this name; null when it is not
+// loaded.
+TVK_EXPORT void* openIfLoaded(const std::string& path);
+
+// Whether an address lies in the module behind a handle of dlopen.
+TVK_EXPORT bool liesInModule(const void* address, void* module);
 
 }  // namespace tvk::platform

@@ -1,0 +1,43 @@
+// What the process has loaded, and the symbols in it.
+#pragma once
+
+#include <tvk/Export.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tvk {
+
+// One loaded module: the main program or a shared library. Holds a reference, so that the module stays loaded
+// until this object goes; the destructor gives it back and may then unload the module.
+class TVK_EXPORT LoadedModule {
+ public:
+  LoadedModule(LoadedModule&& other) noexcept
+      : m_handle(std::exchange(other.m_handle, nullptr)), m_path(std::move(other.m_path)) {}
+  LoadedModule& operator=(LoadedModule&& other) noexcept {
+    std::swap(m_handle, other.m_handle);
+    std::swap(m_path, other.m_path);
+    return *this;
+  }
+  ~LoadedModule();
+
+  // The name under which the loader knows it; empty for the main program.
+  const std::string& Path() const noexcept { return m_path; }
+
+  // The address of a symbol that lies in this module itself, not in one of its dependencies; else null.
+  void* Symbol(const char* name) const;
+
+ private:
+  friend TVK_EXPORT std::vector<LoadedModule> LoadedModules();
+  LoadedModule(void* handle, std::string path) noexcept : m_handle(handle), m_path(std::move(path)) {}
+
+  void* m_handle;
+  std::string m_path;
+};
+
+// Everything that is loaded now, in load order, the main program first. Safe from every thread; what another
+// thread unloads meanwhile is left out.
+TVK_EXPORT std::vector<LoadedModule> LoadedModules();
+
+}  // namespace tvk
