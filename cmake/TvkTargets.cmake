@@ -18,7 +18,11 @@ function(tvk_add_library NAME)
     OUTPUT_NAME ${ARG_OUTPUT_NAME}
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
     CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
-    POSITION_INDEPENDENT_CODE ON VERIFY_INTERFACE_HEADER_SETS ON)
+    POSITION_INDEPENDENT_CODE ON)
+  if(PROJECT_IS_TOP_LEVEL)
+    # Target all_verify_interface_header_sets compiles each public header on its own.
+    set_target_properties(${NAME} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+  endif()
   target_compile_features(${NAME} PUBLIC cxx_std_20)
   target_include_directories(${NAME} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
@@ -26,6 +30,7 @@ function(tvk_add_library NAME)
 endfunction()
 
 # tvk_sources(TARGET HEADERS a.h ... SOURCES a.cpp ...): the files of one room, listed by name.
+# HEADERS are public and installed; a header that is not for users stands among the SOURCES.
 function(tvk_sources TARGET)
   cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES" ${ARGN})
   target_sources(${TARGET} PRIVATE ${ARG_SOURCES})
