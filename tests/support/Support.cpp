@@ -41,7 +41,8 @@ ScopedFolder::ScopedFolder() {
 
 ScopedFolder::~ScopedFolder() {
   std::error_code ignored;
-  for (const auto& entry : fs::recursive_directory_iterator(m_path, fs::directory_options::skip_permission_denied, ignored))
+  for (const auto& entry :
+       fs::recursive_directory_iterator(m_path, fs::directory_options::skip_permission_denied, ignored))
     if (entry.is_directory() && !entry.is_symlink())
       fs::permissions(entry.path(), fs::perms::owner_all, fs::perm_options::add, ignored);
   fs::remove_all(m_path, ignored);

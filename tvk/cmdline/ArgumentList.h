@@ -9,8 +9,9 @@
 
 namespace tvk {
 
-// An ordered list of argument texts. It holds views only: the texts, `argv` as a rule, must outlive it. A null
-// text counts as empty. Filled once, before others read it; reading is safe from every thread afterwards.
+// An ordered list of argument texts. It holds views only: the texts, `argv` as a rule, must outlive it. A
+// null text counts as empty. Filled once, before others read it; reading is safe from every thread
+// afterwards.
 class TVK_EXPORT ArgumentList {
  public:
   ArgumentList() = default;

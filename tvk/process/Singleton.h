@@ -17,8 +17,8 @@ class TVK_EXPORT Singleton {
   Singleton& operator=(const Singleton&) = delete;
   virtual ~Singleton();
 
-  // Deletes every entry, newest first, also those that destructors add meanwhile; then frees the list. Entries
-  // made afterwards start a new list. Only shut-down calls it.
+  // Deletes every entry, newest first, also those that destructors add meanwhile; then frees the list.
+  // Entries made afterwards start a new list. Only shut-down calls it.
   static void DestroyAll() noexcept;
 
   // Serialises the making of process-wide objects. Recursive: the maker of one object may ask for another.
@@ -48,8 +48,8 @@ class TSingleton : public Singleton {
   std::atomic<T*>* m_published;
 };
 
-// The process-wide object behind `published`: made by `make` exactly once, also when several threads ask first,
-// and registered in the order of first use. `make` answers a std::unique_ptr<T>.
+// The process-wide object behind `published`: made by `make` exactly once, also when several threads ask
+// first, and registered in the order of first use. `make` answers a std::unique_ptr<T>.
 template <class T, class Make>
 T& ProcessWide(std::atomic<T*>& published, Make make) {
   if (T* object = published.load(std::memory_order_acquire)) return *object;

@@ -14,12 +14,14 @@
 
 namespace tvk {
 
-// A coded failure. Codes below 2000 are fatal errors, 2000 to 3999 errors, 4000 and above warnings. The codes 1000,
-// 2000 and 4000 carry their own text: the first parameter is the format, the second and third fill its "%1" and "%2".
+// A coded failure. Codes below 2000 are fatal errors, 2000 to 3999 errors, 4000 and above warnings. The codes
+// 1000, 2000 and 4000 carry their own text: the first parameter is the format, the second and third fill its
+// "%1" and "%2".
 //
 // The text is formed when asked for: "NAME, LOCATION: SEVERITY PREFIXCODE - MESSAGE." with the parts of
 // ProgramName, ErrorLocation and the message table; code 1001 with "/tmp/x" in the program "tool" reads
-// "tool: fatal error 1001 - file /tmp/x not found.". An unknown code reads "Undocumented/internal (CODE, ...)".
+// "tool: fatal error 1001 - file /tmp/x not found.". An unknown code reads "Undocumented/internal (CODE,
+// ...)".
 //
 // Threads   one exception is used by one thread at a time; the text of what() lives until the next call.
 // Slicing   a FileException caught by value as Exception keeps its parameters and loses its path.
@@ -35,16 +37,16 @@ class TVK_EXPORT Exception : public std::exception {
             const StringBase<char>& third, const StringBase<char>& location);
   // A ready text, answered as it is; no location.
   template <class Text>
-    requires(!std::is_arithmetic_v<std::remove_cvref_t<Text>> && !std::is_enum_v<std::remove_cvref_t<Text>> &&
-             std::constructible_from<StringBase<char>, Text>)
-  Exception(Text&& text, std::int64_t code) : Exception(ReadyText(), StringBase<char>(std::forward<Text>(text)), code) {}
-  // Keeps the code alone: what follows is not read, parameters and location stay empty. Use Of() to pass values.
+  requires(!std::is_arithmetic_v<std::remove_cvref_t<Text>> && !std::is_enum_v<std::remove_cvref_t<Text>> &&
+           std::constructible_from<StringBase<char>, Text>) Exception(Text&& text, std::int64_t code)
+      : Exception(ReadyText(), StringBase<char>(std::forward<Text>(text)), code) {}
+  // Keeps the code alone: what follows is not read, parameters and location stay empty. Use Of() to pass
+  // values.
   explicit Exception(std::int64_t code, ...);
 
   // The usual way to make one: a code with up to three texts or whole numbers, at the current location.
   template <class... Values>
-    requires(sizeof...(Values) <= 3)
-  static Exception Of(std::int64_t code, const Values&... values) {
+  requires(sizeof...(Values) <= 3) static Exception Of(std::int64_t code, const Values&... values) {
     const StringBase<char> texts[3] = {ParameterText(values)...};
     return Exception(code, texts[0], texts[1], texts[2], StringBase<char>());
   }
@@ -55,8 +57,8 @@ class TVK_EXPORT Exception : public std::exception {
 
   // The text operation's answer; never throws: "out of memory" when the text cannot be formed.
   const char* what() const noexcept override;
-  // Forms the text anew and answers it. The pointer holds until the next call or the end of the exception. Throws
-  // std::bad_alloc only.
+  // Forms the text anew and answers it. The pointer holds until the next call or the end of the exception.
+  // Throws std::bad_alloc only.
   virtual const char* Text() const;
 
   std::int64_t GetCode() const noexcept { return m_code; }
@@ -68,8 +70,8 @@ class TVK_EXPORT Exception : public std::exception {
   // True for an exception made from a ready text.
   bool HasFixedText() const noexcept { return m_isFixed; }
 
-  // Sets the process-wide text in front of every code number, at most 11 characters; null counts as empty. A longer
-  // one is refused with Exception 2007 and changes nothing.
+  // Sets the process-wide text in front of every code number, at most 11 characters; null counts as empty. A
+  // longer one is refused with Exception 2007 and changes nothing.
   static void SetCodePrefix(const char* prefix);
 
  protected:
@@ -79,6 +81,7 @@ class TVK_EXPORT Exception : public std::exception {
 
   static StringBase<char> ParameterText(std::string_view text) { return text; }
   static StringBase<char> ParameterText(const char* text) { return text; }
+  static StringBase<char> ParameterText(char character) { return StringBase<char>(character); }
   template <std::integral Number>
   static StringBase<char> ParameterText(Number number) {
     return std::to_string(number);

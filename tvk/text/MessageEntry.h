@@ -1,12 +1,13 @@
-/* What a language library exports, in C. A library named after the program, ".l" and the two letters of the language
+/* What a language library exports, in C. A library named after the program, ".l" and the two letters of the
+ * language
  * ("tool.lDe") exports GetStrings:
  *
  *   static const TvkMessageEntry s_texts[] = {{1001, "Datei %1 nicht gefunden"}, {0, 0}};
  *   TVK_MODULE_EXPORT const TvkMessageEntry* GetStrings(void) { return s_texts; }
  *
- * Any loaded module may answer codes that the table lacks by exporting TvkLoadStringFromResource: it writes the
- * text of `code`, zero-terminated, into the buffer as far as it fits, and answers the length of the whole text, or
- * 0 when it has none. When it answers `size` or more it is asked once more with room for length + 1.
+ * Any loaded module may answer codes that the table lacks by exporting TvkLoadStringFromResource: it writes
+ * the text of `code`, zero-terminated, into the buffer as far as it fits, and answers the length of the whole
+ * text, or 0 when it has none. When it answers `size` or more it is asked once more with room for length + 1.
  *
  * Texts are bytes in ISO-8859-15; "%1" to "%3" are the places of the parameters. Texts are copied. */
 #ifndef TVK_TEXT_MESSAGEENTRY_H

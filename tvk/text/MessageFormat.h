@@ -9,17 +9,20 @@
 
 namespace tvk {
 
-// Fills `out` from `format`: every "%1" becomes the first argument, then every "%2" the second, and so on up to
-// "%9". A number that the text lacks, or for which there is no argument, ends the work: what follows stays as it
-// is. Later placeholders are also found inside earlier arguments. "%1" is found inside "%10" too. Null arguments
-// are empty; a null format gives an empty text. Expansion stops when the text grows more than 64 KiB beyond the
-// sum of format and arguments.
-TVK_EXPORT void formatMessageWith(StringBase<char>& out, const char* format, std::span<const char* const> arguments);
+// Fills `out` from `format`: every "%1" becomes the first argument, then every "%2" the second, and so on up
+// to
+// "%9". A number that the text lacks, or for which there is no argument, ends the work: what follows stays as
+// it is. Later placeholders are also found inside earlier arguments. "%1" is found inside "%10" too. Null
+// arguments are empty; a null format gives an empty text. Expansion stops when the text grows more than 64
+// KiB beyond the sum of format and arguments.
+TVK_EXPORT void formatMessageWith(StringBase<char>& out, const char* format,
+                                  std::span<const char* const> arguments);
 
 // The same with the arguments as zero-terminated texts, each possibly null.
 template <class... Texts>
-  requires(std::is_convertible_v<Texts, const char*> && ...)
-void formatMessage(StringBase<char>& out, const char* format, Texts... texts) {
+requires(std::is_convertible_v<Texts, const char*>&&...) void formatMessage(StringBase<char>& out,
+                                                                            const char* format,
+                                                                            Texts... texts) {
   if constexpr (sizeof...(texts) == 0) {
     formatMessageWith(out, format, {});
   } else {

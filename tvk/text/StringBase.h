@@ -19,7 +19,8 @@ class Utf8;
 // A standard string of `char` (narrow: bytes) or `wchar_t` (wide: one character a unit), with everything that
 // std::basic_string offers.
 //
-// Encodings  Narrow text is bytes. Conversions between the widths follow the locale of the process (LC_CTYPE);
+// Encodings  Narrow text is bytes. Conversions between the widths follow the locale of the process
+// (LC_CTYPE);
 //            they stop at the first zero character. The UTF-8 conversions do not depend on the locale: narrow
 //            text counts as ISO-8859-15, wide text as UTF-32, and zeros are kept.
 // Errors     Widening bytes that are no text of the locale throws Exception 1000 with empty parameters.
@@ -50,12 +51,12 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   explicit StringBase(C character) : Standard(1, character) {}
   StringBase(std::size_t count, C character) : Standard(count, character) {}
 
-  // One character of the other width through the locale. Narrow: "?" when the locale lacks it, empty for zero.
-  // Wide: Exception 1000 when the byte alone is no character.
+  // One character of the other width through the locale. Narrow: "?" when the locale lacks it, empty for
+  // zero. Wide: Exception 1000 when the byte alone is no character.
   explicit StringBase(OtherChar character);
-  // The whole text through the locale, up to its first zero. Narrowing allows two bytes a character plus two and
-  // cuts a longer result there between characters; a character that cannot be expressed turns the whole result
-  // into one "?" a character. ToUtf8() and FromUtf8() lose nothing.
+  // The whole text through the locale, up to its first zero. Narrowing allows two bytes a character plus two
+  // and cuts a longer result there between characters; a character that cannot be expressed turns the whole
+  // result into one "?" a character. ToUtf8() and FromUtf8() lose nothing.
   explicit StringBase(const Other& text);
   explicit StringBase(const OtherChar* text);
 
@@ -64,11 +65,9 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   StringBase(const char16_t* units, std::size_t count);
   StringBase(const std::uint16_t* units, std::size_t count)
       : StringBase(reinterpret_cast<const char16_t*>(units), count) {}
-  explicit StringBase(char16_t unit)
-    requires(std::is_same_v<C, wchar_t>)
+  explicit StringBase(char16_t unit) requires(std::is_same_v<C, wchar_t>)
       : Standard(1, static_cast<C>(unit)) {}
-  StringBase(std::size_t count, char16_t unit)
-    requires(std::is_same_v<C, wchar_t>)
+  StringBase(std::size_t count, char16_t unit) requires(std::is_same_v<C, wchar_t>)
       : Standard(count, static_cast<C>(unit)) {}
 
   // Through the process-wide converter; empty when the bytes are not valid UTF-8 or hold a character that
@@ -111,14 +110,15 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
 
   // --- Copying out. `capacity` counts units of the buffer and includes room for the terminator.
 
-  // Copies up to `capacity` characters, one less and a zero behind them with `terminate`, and answers the length
-  // of the whole string, so that the caller sees a truncation. Capacity 0 writes nothing and answers 0.
+  // Copies up to `capacity` characters, one less and a zero behind them with `terminate`, and answers the
+  // length of the whole string, so that the caller sees a truncation. Capacity 0 writes nothing and answers
+  // 0.
   std::size_t CopyTo(C* buffer, std::size_t capacity, bool terminate) const;
   // The same, with "?" in place of every character that is not ASCII.
   std::size_t CopyAsciiTo(char* buffer, std::size_t capacity, bool terminate) const;
-  // Copies as many characters as fit and answers how many. A narrow byte is sign-extended (0xA9 gives 0xFFA9), of
-  // a wide character the low 16 bits are taken. With `terminate` narrow text gets a zero only where room is
-  // left, wide text always: over its last unit when the buffer is full.
+  // Copies as many characters as fit and answers how many. A narrow byte is sign-extended (0xA9 gives
+  // 0xFFA9), of a wide character the low 16 bits are taken. With `terminate` narrow text gets a zero only
+  // where room is left, wide text always: over its last unit when the buffer is full.
   std::size_t CopyUnitsTo(char16_t* buffer, std::size_t capacity, bool terminate) const;
   std::size_t CopyUnitsTo(std::uint16_t* buffer, std::size_t capacity, bool terminate) const {
     return CopyUnitsTo(reinterpret_cast<char16_t*>(buffer), capacity, terminate);
@@ -130,13 +130,13 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   std::size_t CopyOtherUnitsTo(std::uint16_t* buffer, std::size_t capacity, bool terminate) const {
     return CopyOtherUnitsTo(reinterpret_cast<char16_t*>(buffer), capacity, terminate);
   }
-  // Fills the buffer with zeros, then converts the text into it by the locale and answers the number of units,
-  // without the terminator; a text that fills the buffer has none, whatever `terminate` says. A text that the
-  // locale cannot convert throws Exception 1000.
+  // Fills the buffer with zeros, then converts the text into it by the locale and answers the number of
+  // units, without the terminator; a text that fills the buffer has none, whatever `terminate` says. A text
+  // that the locale cannot convert throws Exception 1000.
   std::size_t CopyTo(OtherChar* buffer, std::size_t capacity, bool terminate) const;
 
-  // The text in the other width, kept in this object until the next call or its end; later changes of the text
-  // do not alter it. Not to be called by two threads at once.
+  // The text in the other width, kept in this object until the next call or its end; later changes of the
+  // text do not alter it. Not to be called by two threads at once.
   const OtherChar* OtherWidth();
 
   // --- UTF-8, without loss: zeros are kept, and what cannot be converted throws Exception 1000.

@@ -10,8 +10,8 @@
 
 namespace tvk {
 
-// A block of UTF-8 bytes. The constructors from a pointer stop at the first zero byte; a value made by Counted()
-// or by a conversion may hold zeros. Plain data, used by one thread at a time.
+// A block of UTF-8 bytes. The constructors from a pointer stop at the first zero byte; a value made by
+// Counted() or by a conversion may hold zeros. Plain data, used by one thread at a time.
 class TVK_EXPORT Utf8 {
  public:
   Utf8() = default;

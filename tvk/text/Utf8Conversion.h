@@ -20,8 +20,8 @@ class TVK_EXPORT CharsetConverter : public Singleton {
  protected:
   CharsetConverter(const char* to, const char* from);
 
-  // Converts all `bytes` in one call into `out`, which has room for `capacity` bytes. Answers the number of bytes
-  // produced, or -1 when the input is invalid or holds a character that the target lacks.
+  // Converts all `bytes` in one call into `out`, which has room for `capacity` bytes. Answers the number of
+  // bytes produced, or -1 when the input is invalid or holds a character that the target lacks.
   std::ptrdiff_t ConvertBytes(const char* bytes, std::size_t size, char* out, std::size_t capacity);
 
  private:
@@ -29,13 +29,13 @@ class TVK_EXPORT CharsetConverter : public Singleton {
   CriticalSection m_lock;
 };
 
-// Converts from From to To; the four specialisations below exist. Making one opens its descriptor; Get() answers
-// the process-wide one of its direction, which lives from first use until shut-down.
+// Converts from From to To; the four specialisations below exist. Making one opens its descriptor; Get()
+// answers the process-wide one of its direction, which lives from first use until shut-down.
 //
-// Convert() is all or nothing: on invalid input, on a character that the target lacks, and when the descriptor
-// could not be opened, the output is empty and the result 0. Otherwise the result counts the units produced.
-// Safe from several threads at once. A converter is owned by the singleton list: make it with new, or let it die
-// before shut-down.
+// Convert() is all or nothing: on invalid input, on a character that the target lacks, and when the
+// descriptor could not be opened, the output is empty and the result 0. Otherwise the result counts the units
+// produced. Safe from several threads at once. A converter is owned by the singleton list: make it with new,
+// or let it die before shut-down.
 template <class From, class To>
 class Utf8Conversion;
 
