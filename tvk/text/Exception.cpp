@@ -44,6 +44,8 @@ StringBase<char> locationWith(const StringBase<char>& inner) {
 
 }  // namespace
 
+void throwNoText() { throw Exception::Of(1000); }
+
 Exception::Exception() : m_location(ErrorLocation::Current()) {}
 
 Exception::Exception(std::int64_t code, const StringBase<char>& first, const StringBase<char>& second,

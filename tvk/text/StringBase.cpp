@@ -6,17 +6,12 @@
 #include <cwchar>
 
 #include <tvk/process/Singleton.h>
-#include <tvk/text/Exception.h>
-#include <tvk/text/Utf8.h>
-#include <tvk/text/Utf8Conversion.h>
 
 namespace tvk {
 namespace {
 
 constexpr std::size_t conversionFailed = static_cast<std::size_t>(-1);
 constexpr std::size_t conversionIncomplete = static_cast<std::size_t>(-2);
-
-[[noreturn]] void throwNoText() { throw Exception::Of(1000); }
 
 // The C library's conversion of a whole text by the locale; answers the count or conversionFailed.
 std::size_t convert(char* out, const wchar_t* text, std::size_t limit) noexcept {
@@ -118,11 +113,6 @@ StringBase<C>::StringBase(const char16_t* units, std::size_t count) {
 }
 
 template <class C>
-StringBase<C>::StringBase(const Utf8& text) {
-  Utf8Conversion<Utf8, StringBase<C>>::Get().Convert(text, *this);
-}
-
-template <class C>
 StringBase<C>::~StringBase() = default;
 
 template <class C>
@@ -169,25 +159,6 @@ auto StringBase<C>::OtherWidth() -> const OtherChar* {
   m_buffer.reset(new OtherChar[other.size() + 1]);
   std::copy_n(other.c_str(), other.size() + 1, m_buffer.get());
   return m_buffer.get();
-}
-
-template <class C>
-Utf8 StringBase<C>::ToUtf8() const {
-  Utf8 result;
-  if (Utf8Conversion<StringBase<C>, Utf8>::Get().Convert(*this, result) == 0 && !this->empty()) throwNoText();
-  return result;
-}
-
-template <class C>
-StringBase<C> StringBase<C>::FromUtf8(std::string_view utf8) {
-  StringBase result;
-  if (Utf8Conversion<Utf8, StringBase<C>>::Get().Convert(utf8, result) == 0 && !utf8.empty()) throwNoText();
-  return result;
-}
-
-template <class C>
-StringBase<C> StringBase<C>::FromUtf8(const Utf8& utf8) {
-  return FromUtf8(utf8.View());
 }
 
 template <class C>

@@ -16,6 +16,10 @@ namespace tvk {
 
 class Utf8;
 
+// Throws the exception without a text (1000) for text that cannot be converted. Defined with Exception, which
+// stands on the strings.
+[[noreturn]] void throwNoText();
+
 // A standard string of `char` (narrow: bytes) or `wchar_t` (wide: one character a unit), with everything that
 // std::basic_string offers.
 //

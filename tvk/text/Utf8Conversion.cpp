@@ -152,4 +152,39 @@ std::size_t Utf8Conversion<Utf8, StringBase<wchar_t>>::Convert(std::string_view 
   return out.size();
 }
 
+// What a string does with UTF-8: its other operations stand below the converters.
+
+template <class C>
+StringBase<C>::StringBase(const Utf8& text) {
+  Utf8Conversion<Utf8, StringBase<C>>::Get().Convert(text, *this);
+}
+
+template <class C>
+Utf8 StringBase<C>::ToUtf8() const {
+  Utf8 result;
+  if (Utf8Conversion<StringBase<C>, Utf8>::Get().Convert(*this, result) == 0 && !this->empty()) throwNoText();
+  return result;
+}
+
+template <class C>
+StringBase<C> StringBase<C>::FromUtf8(std::string_view utf8) {
+  StringBase result;
+  if (Utf8Conversion<Utf8, StringBase<C>>::Get().Convert(utf8, result) == 0 && !utf8.empty()) throwNoText();
+  return result;
+}
+
+template <class C>
+StringBase<C> StringBase<C>::FromUtf8(const Utf8& utf8) {
+  return FromUtf8(utf8.View());
+}
+
+template StringBase<char>::StringBase(const Utf8&);
+template StringBase<wchar_t>::StringBase(const Utf8&);
+template Utf8 StringBase<char>::ToUtf8() const;
+template Utf8 StringBase<wchar_t>::ToUtf8() const;
+template StringBase<char> StringBase<char>::FromUtf8(std::string_view);
+template StringBase<wchar_t> StringBase<wchar_t>::FromUtf8(std::string_view);
+template StringBase<char> StringBase<char>::FromUtf8(const Utf8&);
+template StringBase<wchar_t> StringBase<wchar_t>::FromUtf8(const Utf8&);
+
 }  // namespace tvk
