@@ -1,0 +1,133 @@
+#include <tvk/text/MessageTable.h>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <string>
+
+#include <tvk/text/BuiltinMessages.h>
+#include <tvk/text/MessageFormat.h>
+
+#include "support/Support.h"
+
+namespace {
+
+using Text = tvk::StringBase<char>;
+
+std::string loaded(std::uint32_t code, bool askModules = false) {
+  Text text("untouched");
+  return tvk::loadMessage("tvk", code, askModules, text) ? text : "none:" + text;
+}
+
+TEST(MessageTable, HoldsTheBuiltinTexts) {
+  EXPECT_EQ(tvk::builtinMessages().size(), 139u);
+  for (const auto& [code, text] : std::initializer_list<std::pair<std::uint32_t, const char*>>{
+           {1001, "file %1 not found"},
+           {1038, "remote computer access not suported"},
+           {1126, "\"%3\" in registry for %1 cannot be changed (system error %2)"},
+           {55313, "SuMoTuWeThFrSa"},
+           {55328, "Copyright \xA9 %1 by"},
+           {55329, "Copyright \xA9 %1 - %2 by"},
+           {57089, "Module ignored. Embedded English language is used."},
+           {1000, "none:untouched"},
+           {2000, "none:untouched"},
+           {4000, "none:untouched"},
+           {1023, "none:untouched"},
+           {57090, "none:untouched"}})
+    EXPECT_EQ(loaded(code), text);
+  EXPECT_EQ(loaded(57090, true), "none:") << "emptied when modules were asked in vain";
+}
+
+TEST(MessageTable, TheFirstRegistrationWinsAndTranslationsStandInFront) {
+  EXPECT_FALSE(tvk::registerMessage("x", {1001, "other"}));
+  EXPECT_EQ(loaded(1001), "file %1 not found");
+  EXPECT_TRUE(tvk::registerMessage("x", {60001, "first"}));
+  EXPECT_FALSE(tvk::registerMessage("y", {60001, "second"}));
+  EXPECT_TRUE(tvk::registerMessage("y", {60002, nullptr}));
+  EXPECT_EQ(loaded(60001) + loaded(60002), "first");
+
+  const TvkMessageEntry texts[] = {
+      {1001, "Datei %1 fehlt"}, {1001, "again"}, {60001, "erster"}, {60003, "neu"}, {0, nullptr}};
+  tvk::registerTranslations(&texts, texts);
+  EXPECT_EQ(loaded(1001) + ", " + loaded(60001) + ", " + loaded(60003), "Datei %1 fehlt, erster, neu");
+  tvk::dropTranslations(&texts);
+  EXPECT_EQ(loaded(1001) + ", " + loaded(60001) + ", " + loaded(60003), "file %1 not found, first, neu");
+  tvk::registerTranslations(&texts, nullptr);
+}
+
+TEST(MessageTable, TranslationsArriveInTheCharacterSetOfTheLocale) {
+  const TvkMessageEntry texts[] = {{1002,
+                                    "gr\xFC\xDF"
+                                    "e \xA4"},
+                                   {0, nullptr}};
+  for (const auto& [locale, expected] : {std::pair{"de_DE.UTF-8",
+                                                   "gr\xC3\xBC\xC3\x9F"
+                                                   "e \xE2\x82\xAC"},
+                                         {"de_DE.ISO-8859-15",
+                                          "gr\xFC\xDF"
+                                          "e \xA4"},
+                                         {"C",
+                                          "gr\xFC\xDF"
+                                          "e \xA4"}}) {
+    ASSERT_NE(std::setlocale(LC_CTYPE, locale), nullptr);
+    tvk::registerTranslations(&texts, texts);
+    EXPECT_EQ(loaded(1002), expected) << locale;
+    tvk::dropTranslations(&texts);
+  }
+  std::setlocale(LC_CTYPE, "C");
+}
+
+TEST(MessageTable, ModulesAreAskedInLoadOrder) {
+  void* const module = dlopen(TVK_TEST_MODULE, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(module, nullptr) << dlerror();
+  auto* const sizes = reinterpret_cast<const char* (*)()>(dlsym(module, "AskedSizes"));
+  EXPECT_EQ(loaded(70001), "none:untouched");
+  EXPECT_EQ(loaded(70001, true), "module text");
+  EXPECT_EQ(loaded(70001), "none:untouched") << "not entered into the table";
+  EXPECT_EQ(loaded(70300, true), std::string(300, 'x'));
+  EXPECT_STREQ(sizes(), "256 256 301 ");
+  EXPECT_EQ(loaded(70256, true), std::string(256, 'x'));
+  EXPECT_EQ(loaded(70255, true), std::string(255, 'x')) << "fits with its zero";
+  EXPECT_EQ(loaded(70002, true), "none:") << "claims 4 GiB";
+  EXPECT_EQ(loaded(70003, true), "none:") << "claims more than 1 MiB";
+  EXPECT_EQ(loaded(70004, true), "none:") << "throws";
+  EXPECT_EQ(loaded(70005, true), std::string(255, 'y')) << "no terminator";
+  EXPECT_EQ(loaded(70006, true), "none:") << "nothing at the second call";
+  dlclose(module);
+  EXPECT_EQ(loaded(70001, true), "none:");
+}
+
+TEST(MessageFormat, FillsPlaceholdersInOrder) {
+  const auto format = [](const char* text, auto... arguments) {
+    Text out("old");
+    tvk::formatMessage(out, text, arguments...);
+    return std::string(out);
+  };
+  const char* const none = nullptr;
+  EXPECT_EQ(format("%1 cannot be started (system error %2)", "x", "5"),
+            "x cannot be started (system error 5)");
+  EXPECT_EQ(format("%2 only", "a", "b"), "%2 only");
+  EXPECT_EQ(format(none, "a"), "");
+  EXPECT_EQ(format("<%1>", none), "<>");
+  EXPECT_EQ(format("%1-%1", "%1"), "%1-%1") << "an argument is not expanded by its own number";
+  EXPECT_EQ(format("%1", "%2", "b"), "b");
+  EXPECT_EQ(format("%1 %2 %3", "a", "b"), "a b %3") << "no argument left";
+  EXPECT_EQ(format("%1"), "%1");
+  EXPECT_EQ(format("%10", "a"), "a0");
+  EXPECT_EQ(format("%9%8%7%6%5%4%3%2%1", "1", "2", "3", "4", "5", "6", "7", "8", "9", "ten"), "987654321");
+}
+
+TEST(MessageFormat, GrowthIsBounded) {
+  std::string first, second;
+  for (int i = 0; i < 1000; ++i) first += "%2", second += "%3";
+  const std::string third(3000, 'x');
+  Text out;
+  tvk::formatMessage(out, "%1", first.c_str(), second.c_str(), third.c_str());
+  const std::size_t limit = 2 + first.size() + second.size() + third.size() + 64 * 1024;
+  EXPECT_LE(out.size(), limit);
+  EXPECT_GT(out.size(), limit - second.size());
+  EXPECT_TRUE(out.ends_with("%2")) << "what is not expanded stays as it is";
+}
+
+}  // namespace
