@@ -1,6 +1,7 @@
 // A module with texts, and with the answers of a module that is up to no good.
 #include <tvk/text/MessageEntry.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
