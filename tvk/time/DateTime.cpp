@@ -1,0 +1,521 @@
+#include <tvk/time/DateTime.h>
+
+#include <time.h>
+
+#include <atomic>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <ratio>
+#include <string>
+
+#include <tvk/process/Singleton.h>
+#include <tvk/text/Characters.h>
+#include <tvk/text/Exception.h>
+#include <tvk/text/MessageFormat.h>
+#include <tvk/text/MessageTable.h>
+
+namespace tvk {
+namespace {
+
+using TickDuration = std::chrono::duration<std::int64_t, std::ratio<1, DateTimeO::TicksPerSecond>>;
+
+constexpr std::int64_t codeInvalid = 1313;
+constexpr std::uint32_t codeDatePattern = 55321;
+
+constexpr int firstYear = 1601;
+constexpr int lastYear = 60055;
+constexpr std::uint64_t secondsPerDay = 86400;
+constexpr std::uint64_t ticksPerDay = secondsPerDay * DateTimeO::TicksPerSecond;
+constexpr std::uint64_t ticksPerMillisecond = DateTimeO::TicksPerSecond / 1000;
+
+// --- The calendar. Its years begin in March, so that the leap day is the last day of a year and the lengths
+// of the months repeat every five; days count from 1600-03-01, the first day of a cycle of 400 years.
+
+constexpr std::uint32_t yearOfDayZero = 1600;
+constexpr std::uint32_t firstDay = 306;  // 1601-01-01
+constexpr std::uint32_t daysOf400Years = 146097;
+
+constexpr std::uint32_t dayNumber(std::uint32_t year, std::uint32_t month, std::uint32_t day) noexcept {
+  const std::uint32_t isBeforeMarch = month < 3;
+  const std::uint32_t years = year - isBeforeMarch - yearOfDayZero;
+  const std::uint32_t months = month + 12 * isBeforeMarch - 3;
+  return years * 365 + years / 4 - years / 100 + years / 400 + (153 * months + 2) / 5 + day - 1;
+}
+
+struct Date {
+  std::uint32_t year;
+  std::uint32_t month;
+  std::uint32_t day;
+};
+
+constexpr Date dateOf(std::uint32_t dayNumber) noexcept {
+  const std::uint32_t centuryTicks = 4 * dayNumber + 3;  // quarters of a day
+  const std::uint32_t century = centuryTicks / daysOf400Years;
+  const std::uint32_t yearTicks = centuryTicks % daysOf400Years | 3;
+  const std::uint32_t yearOfCentury = yearTicks / 1461;
+  const std::uint32_t dayOfYear = yearTicks % 1461 / 4;
+  const std::uint32_t month = (5 * dayOfYear + 2) / 153;
+  const std::uint32_t isNextYear = month >= 10;
+  return {yearOfDayZero + 100 * century + yearOfCentury + isNextYear, month + 3 - 12 * isNextYear,
+          dayOfYear - (153 * month + 2) / 5 + 1};
+}
+
+constexpr std::uint64_t lastTick = (dayNumber(lastYear + 1, 1, 1) - firstDay) * ticksPerDay - 1;
+
+// Day 0 was a Wednesday.
+constexpr std::uint32_t weekdayOf(std::uint32_t dayNumber) noexcept { return (dayNumber + 3) % 7; }
+
+constexpr int daysOfMonth(int year, int month) noexcept {
+  if (month == 2) return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0) ? 29 : 28;
+  return 30 + ((month + month / 8) & 1);
+}
+
+constexpr bool isDate(int year, int month, int day) noexcept {
+  return year >= firstYear && year <= lastYear && month >= 1 && month <= 12 && day >= 1 &&
+         day <= daysOfMonth(year, month);
+}
+
+constexpr bool isTime(int hour, int minute, int second, int millisecond) noexcept {
+  return hour >= 0 && hour <= 23 && minute >= 0 && minute <= 59 && second >= 0 && second <= 59 &&
+         millisecond >= 0 && millisecond <= 999;
+}
+
+// Moves ticks by a zone offset; false, and no change, when the result lies outside the calendar.
+bool shift(std::uint64_t& ticks, std::int64_t minutes) noexcept {
+  const std::uint64_t distance =
+      static_cast<std::uint64_t>(minutes < 0 ? -minutes : minutes) * DateTimeO::TicksPerMinute;
+  if (minutes < 0 ? ticks < distance : ticks > lastTick - distance) return false;
+  ticks = minutes < 0 ? ticks - distance : ticks + distance;
+  return true;
+}
+
+// --- Failures.
+
+template <class Value>
+[[noreturn]] void raise(const Value& value) {
+  throw Exception::Of(codeInvalid, value);
+}
+
+template <class... Numbers>
+[[noreturn]] void raiseNumbers(const char* pattern, Numbers... numbers) {
+  char text[64];
+  std::snprintf(text, sizeof(text), pattern, numbers...);
+  raise(text);
+}
+
+void checkDate(int year, int month, int day) {
+  if (!isDate(year, month, day)) raiseNumbers("%04d-%02d-%02d", year, month, day);
+}
+
+void checkTime(int hour, int minute, int second, int millisecond) {
+  if (!isTime(hour, minute, second, millisecond))
+    raiseNumbers("%02d:%02d:%02d.%03d", hour, minute, second, millisecond);
+}
+
+// --- The zone of the host.
+
+bool localTime(std::int64_t seconds, std::tm& out) noexcept {
+  [[maybe_unused]] static const bool s_zoneIsRead = (tzset(), true);
+  const std::time_t time = seconds;
+  return localtime_r(&time, &out) != nullptr;
+}
+
+// What the calendar reading is as local standard time; false when it is no time.
+bool localTime(const CalendarFields& fields, std::tm& out) noexcept {
+  out = {};
+  out.tm_year = fields.year - 1900;
+  out.tm_mon = fields.month - 1;
+  out.tm_mday = fields.day;
+  out.tm_hour = fields.hour;
+  out.tm_min = fields.minute;
+  out.tm_sec = fields.second;
+  out.tm_wday = -1;  // stays when mktime fails; its answer -1 may be a moment
+  mktime(&out);
+  return out.tm_wday >= 0;
+}
+
+std::int32_t offsetOf(const std::tm& time) noexcept { return static_cast<std::int32_t>(time.tm_gmtoff / 60); }
+
+// The standard offset of the host, kept as the zone of a process-wide value.
+std::atomic<DateTimeO*> s_standardZone{nullptr};
+
+std::int32_t standardOffset() {
+  const auto make = [] {
+    std::tm newYear{};
+    newYear.tm_year = 100;
+    newYear.tm_mday = 1;
+    mktime(&newYear);
+    tzset();
+    return std::make_unique<DateTimeO>(static_cast<std::int32_t>(-timezone / 60));
+  };
+  return ProcessWide(s_standardZone, make).ZoneMinutes();
+}
+
+std::atomic<const DateTimeInit*> s_startValues{nullptr};
+
+// --- Text.
+
+// A number in decimal, zero-terminated.
+class Decimal {
+ public:
+  explicit Decimal(unsigned number) noexcept {
+    *std::to_chars(m_text, m_text + sizeof(m_text), number).ptr = '\0';
+  }
+  operator const char*() const noexcept { return m_text; }
+
+ private:
+  char m_text[12];
+};
+
+void appendDigits(std::string& out, std::uint64_t number, int count) {
+  char digits[20];
+  for (int i = count; i-- > 0; number /= 10) digits[i] = static_cast<char>('0' + number % 10);
+  out.append(digits, static_cast<std::size_t>(count));
+}
+
+// Reads a text from the left.
+class Reader {
+ public:
+  explicit Reader(std::string_view text) noexcept : m_rest(text) {}
+
+  bool AtEnd() const noexcept { return m_rest.empty(); }
+  bool AtDigit() const noexcept { return !m_rest.empty() && characters::isDigit(m_rest.front()); }
+
+  int Digit() noexcept {
+    const int digit = m_rest.front() - '0';
+    m_rest.remove_prefix(1);
+    return digit;
+  }
+  bool OneOf(std::string_view choices) noexcept {
+    if (m_rest.empty() || choices.find(m_rest.front()) == choices.npos) return false;
+    m_rest.remove_prefix(1);
+    return true;
+  }
+  bool Number(int digits, int& out) noexcept {
+    for (out = 0; digits > 0; --digits) {
+      if (!AtDigit()) return false;
+      out = out * 10 + Digit();
+    }
+    return true;
+  }
+
+ private:
+  std::string_view m_rest;
+};
+
+struct Rfc3339 {
+  int year, month, day, hour, minute, second;
+  std::uint64_t fraction;  // ticks
+  int zone;
+
+  bool Read(std::string_view text) noexcept {
+    Reader in(text);
+    return in.Number(4, year) && in.OneOf("-") && in.Number(2, month) && in.OneOf("-") && in.Number(2, day) &&
+           in.OneOf("Tt ") && in.Number(2, hour) && in.OneOf(":") && in.Number(2, minute) && in.OneOf(":") &&
+           in.Number(2, second) && ReadFraction(in) && ReadZone(in) && in.AtEnd() &&
+           isDate(year, month, day) && isTime(hour, minute, second, 0);
+  }
+
+ private:
+  bool ReadFraction(Reader& in) noexcept {
+    fraction = 0;
+    if (!in.OneOf(".")) return true;
+    if (!in.AtDigit()) return false;
+    for (std::uint64_t unit = DateTimeO::TicksPerSecond / 10; in.AtDigit(); unit /= 10)
+      fraction += unit * static_cast<std::uint64_t>(in.Digit());
+    return true;
+  }
+  bool ReadZone(Reader& in) noexcept {
+    zone = 0;
+    if (in.OneOf("Zz")) return true;
+    const bool isWest = in.OneOf("-");
+    int hours = 0;
+    int minutes = 0;
+    if (!(isWest || in.OneOf("+")) || !in.Number(2, hours) || !in.OneOf(":") || !in.Number(2, minutes))
+      return false;
+    zone = (isWest ? -1 : 1) * (hours * 60 + minutes);
+    return isTime(hours, minutes, 0, 0);
+  }
+};
+
+std::uint64_t readingTicks(std::uint32_t dayNumber, int hour, int minute, int second) noexcept {
+  const auto secondOfDay = static_cast<std::uint64_t>((hour * 60 + minute) * 60 + second);
+  return ((dayNumber - firstDay) * secondsPerDay + secondOfDay) * DateTimeO::TicksPerSecond;
+}
+
+std::uint32_t dayNumber(int year, int month, int day) noexcept {
+  return dayNumber(static_cast<std::uint32_t>(year), static_cast<std::uint32_t>(month),
+                   static_cast<std::uint32_t>(day));
+}
+
+void storeDate(CalendarFields& fields, int year, int month, int day) noexcept {
+  fields.year = static_cast<std::uint16_t>(year);
+  fields.month = static_cast<std::uint16_t>(month);
+  fields.day = static_cast<std::uint16_t>(day);
+  fields.weekday = static_cast<std::uint16_t>(weekdayOf(dayNumber(year, month, day)));
+}
+
+void storeTime(CalendarFields& fields, int hour, int minute, int second, int millisecond) noexcept {
+  fields.hour = static_cast<std::uint16_t>(hour);
+  fields.minute = static_cast<std::uint16_t>(minute);
+  fields.second = static_cast<std::uint16_t>(second);
+  fields.millisecond = static_cast<std::uint16_t>(millisecond);
+}
+
+}  // namespace
+
+// --- DateTimeO.
+
+DateTimeO::DateTimeO(int year, int month, int day, int hour, int minute, int second, int millisecond,
+                     std::int32_t zone)
+    : m_zoneMinutes(zone) {
+  SetFields(year, month, 0, day, hour, minute, second, millisecond);
+  ResolveZone();
+}
+
+void DateTimeO::SetFields(int year, int month, int, int day, int hour, int minute, int second,
+                          int millisecond) {
+  checkDate(year, month, day);
+  checkTime(hour, minute, second, millisecond);
+  storeDate(m_fields, year, month, day);
+  storeTime(m_fields, hour, minute, second, millisecond);
+  m_fieldsValid = true;
+  m_ticksValid = false;
+}
+
+void DateTimeO::SetDate(int year, int month, int day) {
+  checkDate(year, month, day);
+  if (IsSet()) {
+    MakeFieldsCurrent();
+  } else {
+    m_fields = {};
+  }
+  storeDate(m_fields, year, month, day);
+  m_fieldsValid = true;
+  m_ticksValid = false;
+}
+
+void DateTimeO::SetTime(int hour, int minute, int second, int millisecond) {
+  checkTime(hour, minute, second, millisecond);
+  if (IsSet()) {
+    MakeFieldsCurrent();
+  } else {
+    m_fields = {};
+  }
+  storeTime(m_fields, hour, minute, second, millisecond);
+  m_fieldsValid = true;
+  m_ticksValid = false;
+}
+
+CalendarFields DateTimeO::GetFields() const {
+  MakeFieldsCurrent();
+  return m_fields;
+}
+
+void DateTimeO::GetFields(std::uint16_t& year, std::uint16_t& month, std::uint16_t& weekday,
+                          std::uint16_t& day, std::uint16_t& hour, std::uint16_t& minute,
+                          std::uint16_t& second, std::uint16_t& millisecond) const {
+  MakeFieldsCurrent();
+  year = m_fields.year;
+  month = m_fields.month;
+  weekday = m_fields.weekday;
+  day = m_fields.day;
+  hour = m_fields.hour;
+  minute = m_fields.minute;
+  second = m_fields.second;
+  millisecond = m_fields.millisecond;
+}
+
+std::uint64_t DateTimeO::GetTicks() const {
+  std::uint64_t ticks = GetUtcTicks();
+  ResolveZone();
+  if (!shift(ticks, m_zoneMinutes)) raise(ticks);
+  return ticks;
+}
+
+std::uint64_t DateTimeO::GetUtcTicks() const {
+  MakeTicksCurrent();
+  return m_ticks;
+}
+
+DateTimeO DateTimeO::FromUtcTicks(std::uint64_t ticks, std::int32_t zone) {
+  if (ticks > lastTick) raise(ticks);
+  DateTimeO value(zone);
+  value.m_ticks = ticks;
+  value.m_ticksValid = true;
+  return value;
+}
+
+std::int64_t DateTimeO::ToUnixTime() const {
+  constexpr std::int64_t epoch = UnixEpochTicks / TicksPerSecond;
+  return static_cast<std::int64_t>(GetUtcTicks() / TicksPerSecond) - epoch;
+}
+
+DateTimeO DateTimeO::FromUnixTime(std::int64_t seconds, std::int32_t zone) {
+  constexpr std::int64_t epoch = UnixEpochTicks / TicksPerSecond;
+  constexpr std::int64_t last = lastTick / TicksPerSecond - epoch;
+  if (seconds < -epoch || seconds > last) raise(seconds);
+  return FromUtcTicks(static_cast<std::uint64_t>(seconds + epoch) * TicksPerSecond, zone);
+}
+
+std::chrono::system_clock::time_point DateTimeO::ToTimePoint() const {
+  using Clock = std::chrono::system_clock;
+  constexpr auto ticksOf = [](TickDuration sinceEpoch) {
+    return UnixEpochTicks + static_cast<std::uint64_t>(sinceEpoch.count());
+  };
+  constexpr auto earliest = ticksOf(std::chrono::ceil<TickDuration>(Clock::duration::min()));
+  constexpr auto latest = ticksOf(std::chrono::floor<TickDuration>(Clock::duration::max()));
+  const std::uint64_t ticks = GetUtcTicks();
+  if (ticks < earliest || ticks > latest) raise(ticks);
+  const TickDuration sinceEpoch(static_cast<std::int64_t>(ticks - UnixEpochTicks));
+  return Clock::time_point(std::chrono::duration_cast<Clock::duration>(sinceEpoch));
+}
+
+DateTimeO DateTimeO::FromTimePoint(std::chrono::system_clock::time_point moment, std::int32_t zone) {
+  const std::int64_t sinceEpoch = std::chrono::floor<TickDuration>(moment.time_since_epoch()).count();
+  if (sinceEpoch < -static_cast<std::int64_t>(UnixEpochTicks)) raise(sinceEpoch);
+  return FromUtcTicks(UnixEpochTicks + static_cast<std::uint64_t>(sinceEpoch), zone);
+}
+
+DateTimeO DateTimeO::Now() {
+  using std::chrono::milliseconds;
+  DateTimeO now = FromTimePoint(std::chrono::floor<milliseconds>(std::chrono::system_clock::now()));
+  now.ResolveZone();
+  return now;
+}
+
+void DateTimeO::ConvertToZone(std::int32_t zone) {
+  if (zone == LocalZone) zone = LocalOffset();
+  if (zone == m_zoneMinutes) return;
+  MakeTicksCurrent();
+  m_zoneMinutes = zone;
+  m_fieldsValid = false;
+}
+
+std::int32_t DateTimeO::LocalOffset() const {
+  std::tm time;
+  const bool isKnown = m_fieldsValid ? localTime(m_fields, time) : localTime(ToUnixTime(), time);
+  return isKnown ? offsetOf(time) : standardOffset();
+}
+
+StringBase<char> DateTimeO::Format(bool withTime) const {
+  StringBase<char> pattern;
+  loadMessage("libkestzvd4j", codeDatePattern, false, pattern);
+  MakeFieldsCurrent();
+  StringBase<char> text;
+  formatMessage(text, pattern.empty() ? "%1-%2-%3" : pattern.c_str(), Decimal(m_fields.year),
+                Decimal(m_fields.month), Decimal(m_fields.day));
+  if (!withTime) return text;
+
+  std::int64_t seconds = ToUnixTime();
+  if (m_zoneMinutes == 0) seconds -= LocalOffset() * 60;
+  std::tm time;
+  char timeText[64];
+  if (localTime(seconds, time) && std::strftime(timeText, sizeof(timeText), " %X", &time) != 0)
+    text += timeText;
+  return text;
+}
+
+StringBase<char> DateTimeO::ToRfc3339() const {
+  constexpr std::int32_t minutesPerDay = 24 * 60;
+  constexpr std::uint32_t lastFourDigitYear = 9999;
+  std::uint64_t ticks = GetUtcTicks();
+  ResolveZone();
+  const std::int32_t zone = std::abs(std::int64_t{m_zoneMinutes}) < minutesPerDay ? m_zoneMinutes : 0;
+  if (!shift(ticks, zone)) raise(ticks);
+  const Date date = dateOf(static_cast<std::uint32_t>(ticks / ticksPerDay) + firstDay);
+  if (date.year > lastFourDigitYear) raiseNumbers("%u-%02u-%02u", date.year, date.month, date.day);
+
+  StringBase<char> text;
+  appendDigits(text, date.year, 4);
+  appendDigits(text += '-', date.month, 2);
+  appendDigits(text += '-', date.day, 2);
+  const std::uint64_t second = ticks % ticksPerDay / TicksPerSecond;
+  appendDigits(text += 'T', second / 3600, 2);
+  appendDigits(text += ':', second / 60 % 60, 2);
+  appendDigits(text += ':', second % 60, 2);
+  if (const std::uint64_t fraction = ticks % TicksPerSecond; fraction % ticksPerMillisecond != 0) {
+    appendDigits(text += '.', fraction, 7);
+  } else if (fraction != 0) {
+    appendDigits(text += '.', fraction / ticksPerMillisecond, 3);
+  }
+  if (zone == 0) {
+    text += 'Z';
+  } else {
+    const auto offset = static_cast<std::uint64_t>(std::abs(zone));
+    appendDigits(text += zone < 0 ? '-' : '+', offset / 60, 2);
+    appendDigits(text += ':', offset % 60, 2);
+  }
+  return text;
+}
+
+DateTimeO DateTimeO::FromRfc3339(std::string_view text) {
+  Rfc3339 in;
+  if (!in.Read(text)) raise(text);
+  std::uint64_t ticks =
+      readingTicks(dayNumber(in.year, in.month, in.day), in.hour, in.minute, in.second) + in.fraction;
+  if (!shift(ticks, -in.zone)) raise(text);
+  return FromUtcTicks(ticks, in.zone != LocalZone ? in.zone : 0);
+}
+
+void DateTimeO::MakeFieldsCurrent() const {
+  if (m_fieldsValid) return;
+  const std::uint64_t ticks = GetTicks();
+  const std::uint32_t number = static_cast<std::uint32_t>(ticks / ticksPerDay) + firstDay;
+  const Date date = dateOf(number);
+  m_fields.year = static_cast<std::uint16_t>(date.year);
+  m_fields.month = static_cast<std::uint16_t>(date.month);
+  m_fields.weekday = static_cast<std::uint16_t>(weekdayOf(number));
+  m_fields.day = static_cast<std::uint16_t>(date.day);
+  const auto millisecond = static_cast<std::uint32_t>(ticks % ticksPerDay / ticksPerMillisecond);
+  m_fields.hour = static_cast<std::uint16_t>(millisecond / 3600000);
+  m_fields.minute = static_cast<std::uint16_t>(millisecond / 60000 % 60);
+  m_fields.second = static_cast<std::uint16_t>(millisecond / 1000 % 60);
+  m_fields.millisecond = static_cast<std::uint16_t>(millisecond % 1000);
+  m_fieldsValid = true;
+}
+
+void DateTimeO::MakeTicksCurrent() const {
+  if (m_ticksValid) return;
+  if (!m_fieldsValid) raise("not set");
+  const CalendarFields& f = m_fields;
+  const auto raiseDate = [&f] { raiseNumbers("%04d-%02d-%02d", f.year, f.month, f.day); };
+  if (f.month == 0) raiseDate();  // a time without a date
+  ResolveZone();
+  std::uint64_t ticks = readingTicks(dayNumber(f.year, f.month, f.day), f.hour, f.minute, f.second) +
+                        f.millisecond * ticksPerMillisecond;
+  if (!shift(ticks, -std::int64_t{m_zoneMinutes})) raiseDate();
+  m_ticks = ticks;
+  m_ticksValid = true;
+}
+
+void DateTimeO::ResolveZone() const {
+  if (m_zoneMinutes == LocalZone) m_zoneMinutes = LocalOffset();
+}
+
+// --- DateTimeInit.
+
+DateTimeInit::DateTimeInit() : m_startTime(DateTimeO::Now()) {
+  m_startTime.GetFields();  // nothing is left to work out, so that reading changes nothing
+  s_startValues.store(this, std::memory_order_release);
+}
+
+DateTimeInit::~DateTimeInit() {
+  const DateTimeInit* mine = this;
+  s_startValues.compare_exchange_strong(mine, nullptr);
+}
+
+const DateTimeO* DateTimeInit::NotSet() noexcept {
+  const DateTimeInit* const values = s_startValues.load(std::memory_order_acquire);
+  return values != nullptr ? &values->m_notSet : nullptr;
+}
+
+const DateTimeO* DateTimeInit::StartTime() noexcept {
+  const DateTimeInit* const values = s_startValues.load(std::memory_order_acquire);
+  return values != nullptr ? &values->m_startTime : nullptr;
+}
+
+}  // namespace tvk
