@@ -1,5 +1,6 @@
 #include <tvk/process/AutoInit.h>
 
+#include <utility>
 #include <vector>
 
 namespace tvk {
@@ -18,18 +19,18 @@ void AutoInitBase::Register(std::unique_ptr<AutoInitBase> service) {
 }
 
 void AutoInitBase::InitAll() {
-  if (s_services == nullptr) return;
-  for (const auto& service : *s_services) service->Init();
+  // By index, and looked up each time: a service may register another one, or end everything.
+  for (std::size_t i = 0; s_services != nullptr && i < s_services->size(); ++i) (*s_services)[i]->Init();
 }
 
 void AutoInitBase::ExitAll() {
-  if (s_services == nullptr) return;
-  while (!s_services->empty()) {
-    s_services->back()->Exit();
+  while (s_services != nullptr && !s_services->empty()) {
+    // Out of the list first: what Exit registers or takes down meanwhile must not touch this one.
+    const std::unique_ptr<AutoInitBase> newest = std::move(s_services->back());
     s_services->pop_back();
+    newest->Exit();
   }
-  delete s_services;
-  s_services = nullptr;
+  delete std::exchange(s_services, nullptr);
 }
 
 }  // namespace tvk

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include <tvk/Export.h>
 
 namespace tvk {
 
-// One registered service. Init and Exit are idempotent.
+// One registered service. Init and Exit are idempotent. The list belongs to the thread that loads the library
+// and later to the one that runs the frame; it is not locked.
 class TVK_EXPORT AutoInitBase {
  public:
   AutoInitBase() = default;
@@ -22,21 +24,20 @@ class TVK_EXPORT AutoInitBase {
   static void Register(std::unique_ptr<AutoInitBase> service);
   // Calls Init of every registered service in registration order. What one throws passes to the caller.
   static void InitAll();
-  // Takes the services down: newest first, Exit and then delete; afterwards there is no list.
+  // Takes the services down: newest first, Exit and then delete, one after the other; then frees the list.
+  // Services that are registered afterwards start a new one.
   static void ExitAll();
 };
 
-// The service that owns the process-wide T. Services that publish their object specialise Init and Exit.
+// The service that owns the process-wide T, made by Init and deleted by Exit, not by the destructor. Services
+// that publish their object specialise Init and Exit.
 template <class T>
 class AutoInit : public AutoInitBase {
  public:
   void Init() override {
     if (m_object == nullptr) m_object = new T;
   }
-  void Exit() override {
-    delete m_object;
-    m_object = nullptr;
-  }
+  void Exit() override { delete std::exchange(m_object, nullptr); }
 
  protected:
   T* m_object = nullptr;

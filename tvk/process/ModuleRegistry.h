@@ -16,8 +16,9 @@ class TVK_EXPORT LoadedModule {
   LoadedModule(LoadedModule&& other) noexcept
       : m_handle(std::exchange(other.m_handle, nullptr)), m_path(std::move(other.m_path)) {}
   LoadedModule& operator=(LoadedModule&& other) noexcept {
-    std::swap(m_handle, other.m_handle);
-    std::swap(m_path, other.m_path);
+    LoadedModule taken(std::move(other));
+    std::swap(m_handle, taken.m_handle);
+    std::swap(m_path, taken.m_path);
     return *this;
   }
   ~LoadedModule();

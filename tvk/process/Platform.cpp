@@ -2,12 +2,25 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <fstream>
 #include <string_view>
 
 namespace tvk::platform {
+namespace {
+
+// The host shows a file that was removed since it was opened as "PATH (deleted)".
+void dropDeletedMark(std::string& path) {
+  constexpr std::string_view deleted = " (deleted)";
+  if (path.ends_with(deleted)) path.resize(path.size() - deleted.size());
+}
+
+}  // namespace
 
 std::string executablePath() {
   std::string path(256, '\0');
@@ -20,8 +33,7 @@ std::string executablePath() {
     }
     path.resize(path.size() * 2);
   }
-  constexpr std::string_view deleted = " (deleted)";
-  if (path.ends_with(deleted)) path.resize(path.size() - deleted.size());
+  dropDeletedMark(path);
   return path;
 }
 
@@ -58,5 +70,25 @@ bool liesInModule(const void* address, void* module) {
   return dladdr1(address, &info, &holder, RTLD_DL_LINKMAP) != 0 &&
          dlinfo(module, RTLD_DI_LINKMAP, &own) == 0 && holder == own;
 }
+
+// Read from the table of mappings: the loader knows a library by the name it was opened with, which may be
+// relative to a folder that is not the current one any more.
+std::string moduleHolding(const void* address) {
+  std::ifstream mappings("/proc/self/maps");
+  for (std::string line; std::getline(mappings, line);) {
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
+    if (std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR, &begin, &end) != 2) continue;
+    const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+    if (wanted < begin || wanted >= end) continue;
+    const std::size_t slash = line.find('/');
+    std::string path = slash == std::string::npos ? std::string() : line.substr(slash);
+    dropDeletedMark(path);
+    return path;
+  }
+  return {};
+}
+
+bool hasRaisedRights() noexcept { return getauxval(AT_SECURE) != 0; }
 
 }  // namespace tvk::platform

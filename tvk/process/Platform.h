@@ -24,4 +24,12 @@ TVK_EXPORT void* openIfLoaded(const std::string& path);
 // Whether an address lies in the module behind a handle of dlopen.
 TVK_EXPORT bool liesInModule(const void* address, void* module);
 
+// The path of the executable or shared library whose file holds the memory at an address, a virtual table for
+// instance; empty when there is none.
+TVK_EXPORT std::string moduleHolding(const void* address);
+
+// Whether the process runs with rights that its caller lacks (set-user-id and the like), so that what the
+// caller chose, its program name for instance, must not be trusted.
+TVK_EXPORT bool hasRaisedRights() noexcept;
+
 }  // namespace tvk::platform

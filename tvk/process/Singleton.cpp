@@ -7,7 +7,8 @@ namespace tvk {
 namespace {
 
 std::mutex s_listLock;
-std::vector<Singleton*>* s_list = nullptr;  // made by the first entry, freed by DestroyAll
+std::vector<Singleton*>* s_list =
+    nullptr;  // made by the first entry, freed by DestroyAll; null: died earlier
 
 Singleton* popNewest() {
   const std::lock_guard lock(s_listLock);
@@ -33,8 +34,9 @@ Singleton::Singleton() {
 Singleton::~Singleton() {
   const std::lock_guard lock(s_listLock);
   if (s_list == nullptr) return;
-  const auto entry = std::find(s_list->rbegin(), s_list->rend(), this);
-  if (entry != s_list->rend()) s_list->erase(std::next(entry).base());
+  const auto entry = std::find(s_list->begin(), s_list->end(), this);
+  if (entry != s_list->end()) *entry = nullptr;
+  while (!s_list->empty() && s_list->back() == nullptr) s_list->pop_back();
 }
 
 void Singleton::DestroyAll() noexcept {
