@@ -2,12 +2,18 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <net/if.h>
+#include <netinet/in.h>
 #include <sys/auxv.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <string_view>
 
@@ -90,5 +96,44 @@ std::string moduleHolding(const void* address) {
 }
 
 bool hasRaisedRights() noexcept { return getauxval(AT_SECURE) != 0; }
+
+std::uint64_t tickCount() noexcept {
+  timespec now;
+  if (clock_gettime(CLOCK_MONOTONIC, &now) == 0)
+    return static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+           static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000;
+  timeval wall{};
+  gettimeofday(&wall, nullptr);
+  return static_cast<std::uint64_t>(wall.tv_sec) * 1000 + static_cast<std::uint64_t>(wall.tv_usec) / 1000;
+}
+
+std::time_t utcTime(std::tm time) noexcept { return timegm(&time); }
+
+std::string errorText(int error) {
+  char buffer[256];
+  return strerror_r(error, buffer, sizeof buffer);
+}
+
+int openInterfaceSocket() noexcept { return socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0); }
+
+std::vector<std::array<std::uint8_t, 4>> interfaceAddresses(int socket) {
+  std::vector<ifreq> records(8192 / sizeof(ifreq));
+  ifconf request{};
+  for (;;) {
+    request.ifc_len = static_cast<int>(records.size() * sizeof(ifreq));
+    request.ifc_req = records.data();
+    if (ioctl(socket, SIOCGIFCONF, &request) != 0) return {};
+    records.resize(static_cast<std::size_t>(request.ifc_len) / sizeof(ifreq));
+    if (records.size() < records.capacity()) break;
+    records.assign(records.size() * 2, ifreq{});  // full: there may be more
+  }
+  std::vector<std::array<std::uint8_t, 4>> addresses;
+  for (const ifreq& record : records) {
+    if (record.ifr_name[0] == '\0') break;
+    std::memcpy(addresses.emplace_back().data(),
+                &reinterpret_cast<const sockaddr_in&>(record.ifr_addr).sin_addr, 4);
+  }
+  return addresses;
+}
 
 }  // namespace tvk::platform

@@ -3,6 +3,9 @@
 
 #include <tvk/Export.h>
 
+#include <array>
+#include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -31,5 +34,20 @@ TVK_EXPORT std::string moduleHolding(const void* address);
 // Whether the process runs with rights that its caller lacks (set-user-id and the like), so that what the
 // caller chose, its program name for instance, must not be trusted.
 TVK_EXPORT bool hasRaisedRights() noexcept;
+
+// Milliseconds of the monotonic clock; of the wall clock when the host does not tell.
+TVK_EXPORT std::uint64_t tickCount() noexcept;
+
+// The time value of a broken-down time in UTC; the time zone and the daylight flag have no effect.
+TVK_EXPORT std::time_t utcTime(std::tm time) noexcept;
+
+// The C library's words for an `errno` value, known or not. May change `errno`.
+TVK_EXPORT std::string errorText(int error);
+
+// A socket to ask for interfaces through; the caller closes it. Negative when there is none.
+TVK_EXPORT int openInterfaceSocket() noexcept;
+
+// The IPv4 addresses of the configured interfaces, in network order; none when the host does not tell.
+TVK_EXPORT std::vector<std::array<std::uint8_t, 4>> interfaceAddresses(int socket);
 
 }  // namespace tvk::platform

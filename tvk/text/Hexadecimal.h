@@ -1,0 +1,21 @@
+// Bytes as hexadecimal text and back.
+#pragma once
+
+#include <tvk/Export.h>
+#include <tvk/text/StringBase.h>
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace tvk {
+
+// Two digits of "0123456789ABCDEF" for each byte.
+TVK_EXPORT StringBase<char> EncodeHexadecimal(std::span<const std::uint8_t> bytes);
+
+// The bytes behind a text of digits in either case. Throws Exception 2005 with the text when it holds another
+// character or an odd number of digits.
+TVK_EXPORT std::vector<std::uint8_t> DecodeHexadecimal(std::string_view text);
+
+}  // namespace tvk
