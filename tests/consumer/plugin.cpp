@@ -1,0 +1,35 @@
+#include <string>
+
+#include <tvk/process/Module.h>
+#include <tvk/text/Exception.h>
+
+#define PLUGIN_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace {
+
+class Plugin : public tvk::Module {
+ public:
+  Plugin() : Module("PL", "plugin") {}
+};
+
+Plugin* s_plugin = nullptr;
+
+}  // namespace
+
+PLUGIN_EXPORT int pluginStart() { return tvk::Module::Start(s_plugin = new Plugin); }
+
+PLUGIN_EXPORT const char* pluginWork() {
+  static std::string text;
+  try {
+    throw tvk::Exception::Of(2001, "work");
+  } catch (const tvk::Exception& e) {  // crosses the border of the libraries with its type
+    text = e.what();
+  }
+  return text.c_str();
+}
+
+PLUGIN_EXPORT int pluginStop() {
+  const bool stopped = tvk::Module::Stop();
+  delete s_plugin;
+  return stopped;
+}
