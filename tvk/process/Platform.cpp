@@ -136,4 +136,31 @@ std::vector<std::array<std::uint8_t, 4>> interfaceAddresses(int socket) {
   return addresses;
 }
 
+bool terminalSize(int fd, std::uint32_t& columns, std::uint32_t& lines) noexcept {
+  winsize size{};
+  if (ioctl(fd, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return false;
+  columns = size.ws_col;
+  lines = size.ws_row;
+  return true;
+}
+
+int takeReadAhead(std::FILE* file) {
+  if (ftrylockfile(file) != 0) return -1;
+  // Bytes that were put back stand in an area of their own; what was read ahead before waits behind them.
+  constexpr int inPutBackArea = 0x100;
+  const bool isAhead = file->_IO_read_ptr < file->_IO_read_end ||
+                       ((file->_flags & inPutBackArea) != 0 && file->_IO_save_base < file->_IO_save_end);
+  const int byte = isAhead ? getc_unlocked(file) : -1;
+  funlockfile(file);
+  return byte;
+}
+
+bool writeThrough(std::FILE* file, std::string_view text) {
+  const bool isTaken = fwrite_unlocked(text.data(), 1, text.size(), file) == text.size();
+  const int takeError = errno;
+  const bool isFlushed = fflush_unlocked(file) == 0;
+  if (!isTaken) errno = takeError;
+  return isTaken && isFlushed;
+}
+
 }  // namespace tvk::platform

@@ -1,0 +1,515 @@
+#include <tvk/console/Console.h>
+#include <tvk/console/Terminal.h>
+#include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
+#include <tvk/text/Characters.h>
+#include <tvk/text/Exception.h>
+#include <tvk/text/MessageTable.h>
+#include <tvk/text/ProgramName.h>
+
+#include <cxxabi.h>
+#include <sys/select.h>
+#include <syslog.h>
+#include <unistd.h>
+#include <wchar.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace tvk {
+namespace {
+
+constexpr std::uint32_t defaultWidth = 80;
+constexpr std::uint32_t defaultHeight = 24;
+constexpr int keyInterrupt = 3;
+constexpr std::size_t longestWord = 1024 * 1024;
+constexpr std::uint32_t pausePrompt = 55377;
+
+std::atomic<Console*> s_console{nullptr};
+
+// Formatted text with room for a line end behind it.
+class Formatted {
+ public:
+  Formatted(const char* format, va_list values) {
+    va_list again;
+    va_copy(again, values);
+    const int length = std::vsnprintf(m_short, sizeof m_short, format, values);
+    m_isValid = length >= 0;
+    m_size = m_isValid ? static_cast<std::size_t>(length) : 0;
+    if (m_size >= sizeof m_short) {
+      m_long.reset(new (std::nothrow) char[m_size + 1]);
+      if (m_long != nullptr) std::vsnprintf(m_long.get(), m_size + 1, format, again);
+    }
+    va_end(again);
+    if (m_size >= sizeof m_short && m_long == nullptr) throw Exception::Of(1014);
+  }
+
+  bool IsValid() const { return m_isValid; }
+  std::string_view Text() const { return {Data(), m_size}; }
+  std::string_view Line() {
+    Data()[m_size] = '\n';  // over the terminating zero
+    return {Data(), m_size + 1};
+  }
+
+ private:
+  char* Data() { return m_long != nullptr ? m_long.get() : m_short; }
+  const char* Data() const { return m_long != nullptr ? m_long.get() : m_short; }
+
+  char m_short[512];
+  std::unique_ptr<char[]> m_long;
+  std::size_t m_size = 0;
+  bool m_isValid = false;
+};
+
+const char* orEmpty(const char* format) { return format != nullptr ? format : ""; }
+
+// Standard input gives single keys for the life of this object, when it is a terminal that this process may change.
+class KeyMode {
+ public:
+  explicit KeyMode(bool takesInterrupt) {
+    if (IsInBackground(STDIN_FILENO)) return;
+    // The interrupt key goes first and comes back last: it must not end the process while the mode is changed.
+    if (takesInterrupt) {
+      m_tookInterrupt = SetInterruptKey(STDIN_FILENO, NoInterruptKey(), &m_interruptKey) == 0;
+    }
+    m_isChanged = SetCanonical(STDIN_FILENO, false, &m_wasCanonical, 1, &m_minChars) == 0;
+    if (m_isChanged || errno == EINVAL || errno == ENOTTY) return;
+    std::perror("ICANON");
+    m_isUsable = false;
+  }
+  ~KeyMode() {
+    if (!(m_isChanged || m_tookInterrupt) || IsInBackground(STDIN_FILENO)) return;
+    if (m_isChanged) SetCanonical(STDIN_FILENO, m_wasCanonical, nullptr, m_minChars, nullptr);
+    if (m_tookInterrupt) SetInterruptKey(STDIN_FILENO, m_interruptKey, nullptr);
+  }
+  KeyMode(const KeyMode&) = delete;
+  KeyMode& operator=(const KeyMode&) = delete;
+
+  bool IsUsable() const { return m_isUsable; }
+
+ private:
+  bool m_isUsable = true;
+  bool m_isChanged = false;
+  bool m_wasCanonical = false;
+  bool m_tookInterrupt = false;
+  unsigned char m_interruptKey = 0;
+  std::uint32_t m_minChars = 0;
+};
+
+// The next byte of standard input; 0 for none without `wait`, -1 for the end of input and for errors.
+int readByte(bool takesInterrupt, bool wait) {
+  if (const int ahead = platform::takeReadAhead(stdin); ahead >= 0) return ahead;
+  const KeyMode mode(takesInterrupt);
+  if (!mode.IsUsable()) return -1;
+  for (;;) {
+    fd_set ready;
+    FD_ZERO(&ready);
+    FD_SET(STDIN_FILENO, &ready);
+    timeval atOnce{};
+    const int count = select(STDIN_FILENO + 1, &ready, nullptr, nullptr, wait ? nullptr : &atOnce);
+    if (count == 0 && !wait) return 0;
+    if (count < 0 && errno != EINTR) {
+      std::perror("select");
+      return -1;
+    }
+    if (count <= 0) continue;
+    unsigned char byte = 0;
+    const ssize_t got = read(STDIN_FILENO, &byte, 1);
+    if (got == 1) return byte;
+    if (got == 0 || (errno != EINTR && errno != EAGAIN)) return -1;
+  }
+}
+
+std::size_t readWord(std::string& word) {
+  struct InputLock {
+    InputLock() { flockfile(stdin); }
+    ~InputLock() { funlockfile(stdin); }
+  } const lock;
+  int byte = 0;
+  do {
+    byte = getc_unlocked(stdin);
+  } while (byte != EOF && characters::isSpace(static_cast<char>(byte)));
+  for (; byte != EOF; byte = getc_unlocked(stdin)) {
+    if (characters::isSpace(static_cast<char>(byte)) || word.size() == longestWord) {
+      std::ungetc(byte, stdin);
+      break;
+    }
+    word += static_cast<char>(byte);
+  }
+  return word.size();
+}
+
+// The log keeps the pointer to the name, so the name stays until another one has taken its place.
+void openSystemLog() {
+  static constinit std::mutex s_lock;
+  static constinit std::string* s_name = nullptr;
+  auto name = std::make_unique<std::string>(ProgramName::Get());
+  const std::lock_guard lock(s_lock);
+  openlog(name->c_str(), LOG_CONS, LOG_USER);
+  delete std::exchange(s_name, name.release());
+}
+
+// As much of a text as fits, by the locale: what it cannot show counts as a blank.
+std::pair<std::string, std::size_t> fitToColumns(std::string_view text, std::size_t limit) {
+  std::string fitting;
+  std::size_t columns = 0;
+  std::mbstate_t state{};
+  while (!text.empty()) {
+    wchar_t character = 0;
+    std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
+    const bool isText = length != 0 && length <= text.size();
+    const int width = isText ? wcwidth(character) : -1;
+    if (!isText) {
+      length = 1;
+      state = {};
+    }
+    const std::size_t wanted = width < 0 ? 1 : static_cast<std::size_t>(width);
+    if (columns + wanted > limit) break;
+    if (width < 0) {
+      fitting += ' ';
+    } else {
+      fitting.append(text.substr(0, length));
+    }
+    columns += wanted;
+    text.remove_prefix(length);
+  }
+  return {std::move(fitting), columns};
+}
+
+}  // namespace
+
+// An initialised console and its output lock. With an output function there is no lock to hold: the buffer calls the
+// function, and that may use the console.
+class Console::OutputGuard {
+ public:
+  explicit OutputGuard(Console& console)
+      : m_buffer(console.EnsureInitialised()), m_lock(console.m_locks->output, std::defer_lock) {
+    if (m_buffer.OutputFunction() == nullptr) m_lock.lock();
+  }
+
+  ConsoleStreamBuf& Buffer() const { return m_buffer; }
+
+ private:
+  ConsoleStreamBuf& m_buffer;
+  std::unique_lock<CriticalSection> m_lock;
+};
+
+Console::Console() : std::iostream(nullptr), m_locks(std::make_unique<Locks>()) {
+  ConsoleStreamBuf::Get().Attach(*this);
+}
+
+Console::~Console() {
+  ConsoleStreamBuf::Detach(*this);
+  Console* published = this;
+  s_console.compare_exchange_strong(published, nullptr);
+}
+
+Console& Console::Get() {
+  Console* console = Existing();
+  if (console == nullptr) {
+    const std::lock_guard lock(Singleton::CreationLock());
+    console = Existing();
+    if (console == nullptr) {
+      console = new Console;
+      s_console.store(console, std::memory_order_release);
+    }
+  }
+  if (console->rdbuf() == nullptr) console->EnsureInitialised();  // the buffer went with its service
+  return *console;
+}
+
+Console* Console::Existing() noexcept { return s_console.load(std::memory_order_acquire); }
+
+void Console::Destroy() {
+  if (ConsoleStreamBuf* const buffer = ConsoleStreamBuf::Existing()) buffer->HandOver();
+  delete s_console.exchange(nullptr);
+}
+
+// --- Initialisation
+
+void Console::Init(std::uint32_t flags) { Initialise(true, flags); }
+
+ConsoleStreamBuf& Console::EnsureInitialised() {
+  if (m_width.load(std::memory_order_acquire) != 0 && rdbuf() != nullptr) return ConsoleStreamBuf::Get();
+  return Initialise(false, 0);
+}
+
+ConsoleStreamBuf& Console::Initialise(bool isExplicit, std::uint32_t flags) {
+  const CriticalSectionLock lock(m_locks->output);
+  ConsoleStreamBuf& buffer = ConsoleStreamBuf::Get();
+  if (rdbuf() == nullptr) buffer.Attach(*this);
+  if (Width() != 0) return buffer;
+  std::uint32_t width = 0;
+  if (buffer.OutputFunction() == nullptr) {
+    width = defaultWidth;
+    std::uint32_t height = defaultHeight;
+    if ((flags & FlagTerminalSize) != 0) GetTerminalSize(STDOUT_FILENO, width, height);
+    m_height = height;
+    if ((flags & FlagSystemLog) != 0) {
+      openSystemLog();
+      buffer.SetThirdFlag(false);
+    }
+    if ((flags & FlagNoTerminal) != 0) {
+      m_noInput = true;
+      buffer.SetToTerminal(false);
+    }
+  }
+  if (isExplicit) {
+    m_linesWritten = 0;
+    ApplyFlags(buffer, flags, true);
+  }
+  m_width.store(width, std::memory_order_release);  // last: now other threads use the rest
+  return buffer;
+}
+
+void Console::SetFlags(std::uint32_t flags, bool on) {
+  ApplyFlags(EnsureInitialised(), flags, on);
+  if (on && (flags & FlagTerminalSize) != 0) TakeTerminalSize();
+}
+
+void Console::ApplyFlags(ConsoleStreamBuf& buffer, std::uint32_t flags, bool on) {
+  if ((flags & (FlagPage | FlagPauses)) != 0) m_paging = on;
+  if ((flags & FlagEcho) != 0) m_echoMode = on;
+  if ((flags & FlagSystemLog) != 0) {
+    buffer.SetToSystemLog(on);
+    m_noInput = on;
+  }
+}
+
+// --- Input
+
+int Console::WaitKey(std::uint32_t flags, std::uint32_t) {
+  EnsureInitialised();
+  return NoInput() ? -1 : ReadKey(flags, true);
+}
+
+int Console::PollKey(std::uint32_t flags) {
+  EnsureInitialised();
+  return NoInput() ? -1 : ReadKey(flags, false);
+}
+
+int Console::ReadKey(std::uint32_t flags, bool wait) {
+  const bool takesInterrupt = (flags & FlagInterrupt) != 0;
+  int key = 0;
+  {
+    const CriticalSectionLock lock(m_locks->input);
+    key = readByte(takesInterrupt, wait);
+  }
+  if (key > 0) {
+    const OutputGuard guard(*this);
+    guard.Buffer().EchoKey(static_cast<char>(key));
+  }
+  if (key == keyInterrupt && takesInterrupt) Interrupted();
+  return key;
+}
+
+std::size_t Console::ReadLine(StringBase<char>& word) {
+  EnsureInitialised();
+  word.clear();
+  if (NoInput()) return 0;
+  const CriticalSectionLock lock(m_locks->input);
+  return readWord(word);
+}
+
+char Console::Ask(const StringBase<char>& question, const StringBase<char>& choices, char defaultChoice) {
+  std::string prompt = question + " (" + choices + ")";
+  if (defaultChoice != '\0') prompt.append(" [").append(1, characters::toUpper(defaultChoice)).append("]");
+  Write(prompt);
+
+  const auto isSame = [](char a, char b) { return characters::toLower(a) == characters::toLower(b); };
+  const auto spelled = [&](char wanted) {
+    const auto found =
+        std::find_if(choices.begin(), choices.end(), [&](char c) { return isSame(c, wanted); });
+    return found != choices.end() ? *found : isSame(wanted, defaultChoice) ? defaultChoice : '\0';
+  };
+  char answer = '\0';
+  do {
+    const int key = WaitKey(FlagInterrupt);
+    const bool isEnter = key == '\r' || key == '\n';
+    answer = spelled(key < 0 || isEnter ? defaultChoice : static_cast<char>(key));
+    if (key < 0) break;
+  } while (answer == '\0');
+  Write("\r\n");
+  return answer;
+}
+
+void Console::Interrupted() {
+  EnsureInitialised();
+  if (EchoMode() || ShowInterrupt()) {
+    Write("^C\n");
+  } else {
+    ClearLine(true);
+  }
+  throw AbortException(Exception::Of(11));
+}
+
+// --- Output
+
+void Console::Write(std::string_view text) {
+  const OutputGuard guard(*this);
+  write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void Console::Printf(const char* format, ...) {
+  va_list values;
+  va_start(values, format);
+  VPrintf(format, values);
+  va_end(values);
+}
+
+void Console::VPrintf(const char* format, va_list values) {
+  const Formatted text(orEmpty(format), values);
+  const OutputGuard guard(*this);
+  if (text.IsValid()) {
+    write(text.Text().data(), static_cast<std::streamsize>(text.Text().size()));
+  } else {
+    setstate(std::ios::failbit);
+  }
+}
+
+void Console::PrintLine(const char* format, ...) {
+  va_list values;
+  va_start(values, format);
+  VPrintLine(format, values);
+  va_end(values);
+}
+
+void Console::VPrintLine(const char* format, va_list values) {
+  Formatted text(orEmpty(format), values);
+  bool isPageFull = false;
+  {
+    const OutputGuard guard(*this);
+    if (!text.IsValid()) {
+      setstate(std::ios::failbit);
+    } else if (rdbuf() == &guard.Buffer()) {
+      PutLine(guard.Buffer(), text.Line());
+    } else {
+      write(text.Text().data(), static_cast<std::streamsize>(text.Text().size()));
+      *this << std::endl;
+    }
+    isPageFull = CountLine();
+  }
+  if (isPageFull) PauseIfFull(0);
+}
+
+// What inserting into the stream does around the writing: nothing on a bad stream, and the bad bit for what is thrown.
+void Console::PutLine(ConsoleStreamBuf& buffer, std::string_view line) {
+  const std::ostream::sentry isReady(*this);
+  if (!isReady) return;
+  try {
+    buffer.PutLine(line);
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    try {
+      setstate(std::ios::badbit);
+    } catch (const std::ios::failure&) {
+      // The writer gets what was thrown first.
+    }
+    if ((exceptions() & std::ios::badbit) != 0) throw;
+  }
+}
+
+void Console::NewLine() {
+  bool isPageFull = false;
+  {
+    const OutputGuard guard(*this);
+    *this << std::endl;
+    isPageFull = CountLine();
+  }
+  if (isPageFull) PauseIfFull(0);
+}
+
+// Whether the line just written makes a page full that wants a pause.
+bool Console::CountLine() {
+  if (LinesWritten() < std::numeric_limits<std::int32_t>::max()) ++m_linesWritten;
+  return Paging() && IsPageFull(0);
+}
+
+bool Console::IsPageFull(std::uint32_t moreLines) const noexcept {
+  const std::int64_t height = Height();
+  return height >= 2 && LinesWritten() + std::int64_t{moreLines} >= height - 1;
+}
+
+void Console::NeedLines(std::uint32_t count) {
+  EnsureInitialised();
+  if (IsPageFull(count)) PauseIfFull(count);
+}
+
+// Another thread may have turned the page meanwhile.
+void Console::PauseIfFull(std::uint32_t moreLines) {
+  const std::lock_guard lock(m_pauseLock);
+  if (IsPageFull(moreLines)) Pause();
+}
+
+void Console::Pause() {
+  const std::lock_guard lock(m_pauseLock);
+  if (m_isPausing) return;
+  struct Pausing {
+    explicit Pausing(bool& isOn) : on(isOn) { on = true; }
+    ~Pausing() { on = false; }
+    bool& on;
+  } const pausing(m_isPausing);
+
+  ShowPausePrompt();
+  WaitKey(FlagPauses);
+  ClearLine(true);
+  m_linesWritten = 0;
+}
+
+void Console::ShowPausePrompt() {
+  StringBase<char> prompt;
+  loadMessage("tvk", pausePrompt, true, prompt);
+  Write(prompt);
+}
+
+void Console::ClearLine(bool keepByLineEnd) {
+  const OutputGuard guard(*this);
+  if (keepByLineEnd && EchoMode()) {
+    *this << std::endl;
+  } else if (Width() != 0) {
+    guard.Buffer().BlankLine(Width() - 1);
+  }
+}
+
+// --- The terminal
+
+bool Console::TakeTerminalSize() {
+  const OutputGuard guard(*this);
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  if (Width() == 0 || !GetTerminalSize(STDOUT_FILENO, width, height)) return false;
+  m_height = height;
+  m_width = width;
+  return true;
+}
+
+bool Console::WritesToTerminal() {
+  const ConsoleStreamBuf& buffer = EnsureInitialised();
+  return buffer.OutputFunction() == nullptr && !buffer.ToSystemLog() && buffer.ToTerminal() &&
+         isatty(STDOUT_FILENO) != 0;
+}
+
+void Console::Progress(const char* format, ...) {
+  if (!WritesToTerminal() || EchoMode() || Width() < 2) return;
+  va_list values;
+  va_start(values, format);
+  const Formatted text(orEmpty(format), values);
+  va_end(values);
+  const OutputGuard guard(*this);
+  const auto [line, columns] = fitToColumns(text.Text(), Width() - 1);
+  guard.Buffer().PutProgress(line, columns);
+}
+
+void Console::ClearProgress() {
+  const OutputGuard guard(*this);
+  guard.Buffer().PutProgress({}, 0);
+}
+
+}  // namespace tvk
