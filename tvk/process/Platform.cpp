@@ -1,6 +1,7 @@
 #include <tvk/process/Platform.h>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <link.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -9,12 +10,14 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <ext/stdio_filebuf.h>
 
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <locale>
 #include <string_view>
 
 namespace tvk::platform {
@@ -161,6 +164,27 @@ bool writeThrough(std::FILE* file, std::string_view text) {
   const bool isFlushed = fflush_unlocked(file) == 0;
   if (!isTaken) errno = takeError;
   return isTaken && isFlushed;
+}
+
+// The standard buffer opens by name alone and with modes of its own; the one that takes a descriptor is an extension,
+// and what it holds can be moved over. Bytes pass unchanged whatever the global locale is.
+bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openmode way) {
+  buffer = __gnu_cxx::stdio_filebuf<char>(descriptor, way);
+  if (!buffer.is_open()) {
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return false;
+  }
+  buffer.pubimbue(std::locale::classic());
+  return true;
+}
+
+void disconnectDescriptor(int descriptor) noexcept {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere < 0) return;
+  dup3(nowhere, descriptor, O_CLOEXEC);
+  close(nowhere);
 }
 
 }  // namespace tvk::platform

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <ios>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,5 +62,12 @@ TVK_EXPORT int takeReadAhead(std::FILE* file);
 
 // Writes and flushes; the caller holds the lock of `file`. False with errno set when not everything was written.
 TVK_EXPORT bool writeThrough(std::FILE* file, std::string_view text);
+
+// Makes a closed stream buffer the owner of an open descriptor. False, with errno set, when it cannot; the
+// descriptor is then closed.
+TVK_EXPORT bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openmode way);
+
+// Makes an open descriptor lead nowhere: what is written to it afterwards is dropped.
+TVK_EXPORT void disconnectDescriptor(int descriptor) noexcept;
 
 }  // namespace tvk::platform
