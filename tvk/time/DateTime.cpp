@@ -4,9 +4,11 @@
 
 #include <atomic>
 #include <charconv>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <memory>
 #include <ratio>
 #include <string>
@@ -170,6 +172,29 @@ class Decimal {
   char m_text[12];
 };
 
+// Fills a short pattern in one pass when the result is what formatMessage() answers: every part is named, and
+// "%" stands nowhere else. False for all other patterns.
+bool fillPlainPattern(StringBase<char>& out, std::string_view pattern, const unsigned (&parts)[3]) {
+  constexpr std::ptrdiff_t longestNumber = 10;
+  char text[64];
+  char* end = text;
+  unsigned seen = 0;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (std::end(text) - end < longestNumber) return false;
+    if (pattern[i] != '%') {
+      *end++ = pattern[i];
+      continue;
+    }
+    const char number = ++i < pattern.size() ? pattern[i] : '\0';
+    if (number < '1' || number > '3') return false;
+    end = std::to_chars(end, std::end(text), parts[number - '1']).ptr;
+    seen |= 1u << (number - '1');
+  }
+  if (seen != 0b111) return false;
+  out.assign(text, end);
+  return true;
+}
+
 void appendDigits(std::string& out, std::uint64_t number, int count) {
   char digits[20];
   for (int i = count; i-- > 0; number /= 10) digits[i] = static_cast<char>('0' + number % 10);
@@ -265,6 +290,14 @@ void storeTime(CalendarFields& fields, int hour, int minute, int second, int mil
   fields.millisecond = static_cast<std::uint16_t>(millisecond);
 }
 
+void store(CalendarFields& fields, int year, int month, int day, int hour, int minute, int second,
+           int millisecond) {
+  checkDate(year, month, day);
+  checkTime(hour, minute, second, millisecond);
+  storeDate(fields, year, month, day);
+  storeTime(fields, hour, minute, second, millisecond);
+}
+
 }  // namespace
 
 // --- DateTimeO.
@@ -272,16 +305,14 @@ void storeTime(CalendarFields& fields, int hour, int minute, int second, int mil
 DateTimeO::DateTimeO(int year, int month, int day, int hour, int minute, int second, int millisecond,
                      std::int32_t zone)
     : m_zoneMinutes(zone) {
-  SetFields(year, month, 0, day, hour, minute, second, millisecond);
+  store(m_fields, year, month, day, hour, minute, second, millisecond);
+  m_fieldsValid = true;
   ResolveZone();
 }
 
 void DateTimeO::SetFields(int year, int month, int, int day, int hour, int minute, int second,
                           int millisecond) {
-  checkDate(year, month, day);
-  checkTime(hour, minute, second, millisecond);
-  storeDate(m_fields, year, month, day);
-  storeTime(m_fields, hour, minute, second, millisecond);
+  store(m_fields, year, month, day, hour, minute, second, millisecond);
   m_fieldsValid = true;
   m_ticksValid = false;
 }
@@ -405,9 +436,11 @@ StringBase<char> DateTimeO::Format(bool withTime) const {
   StringBase<char> pattern;
   loadMessage("libkestzvd4j", codeDatePattern, false, pattern);
   MakeFieldsCurrent();
+  if (pattern.empty()) pattern = "%1-%2-%3";
+  const unsigned parts[] = {m_fields.year, m_fields.month, m_fields.day};
   StringBase<char> text;
-  formatMessage(text, pattern.empty() ? "%1-%2-%3" : pattern.c_str(), Decimal(m_fields.year),
-                Decimal(m_fields.month), Decimal(m_fields.day));
+  if (!fillPlainPattern(text, pattern, parts))
+    formatMessage(text, pattern.c_str(), Decimal(parts[0]), Decimal(parts[1]), Decimal(parts[2]));
   if (!withTime) return text;
 
   std::int64_t seconds = ToUnixTime();
@@ -463,7 +496,10 @@ DateTimeO DateTimeO::FromRfc3339(std::string_view text) {
 
 void DateTimeO::MakeFieldsCurrent() const {
   if (m_fieldsValid) return;
-  const std::uint64_t ticks = GetTicks();
+  if (!m_ticksValid) raise("not set");
+  ResolveZone();
+  std::uint64_t ticks = m_ticks;
+  if (!shift(ticks, m_zoneMinutes)) raise(ticks);
   const std::uint32_t number = static_cast<std::uint32_t>(ticks / ticksPerDay) + firstDay;
   const Date date = dateOf(number);
   m_fields.year = static_cast<std::uint16_t>(date.year);
@@ -490,10 +526,6 @@ void DateTimeO::MakeTicksCurrent() const {
   if (!shift(ticks, -std::int64_t{m_zoneMinutes})) raiseDate();
   m_ticks = ticks;
   m_ticksValid = true;
-}
-
-void DateTimeO::ResolveZone() const {
-  if (m_zoneMinutes == LocalZone) m_zoneMinutes = LocalOffset();
 }
 
 // --- DateTimeInit.

@@ -120,7 +120,9 @@ class TVK_EXPORT DateTimeO {
  private:
   void MakeFieldsCurrent() const;
   void MakeTicksCurrent() const;
-  void ResolveZone() const;
+  void ResolveZone() const {
+    if (m_zoneMinutes == LocalZone) m_zoneMinutes = LocalOffset();
+  }
 
   mutable bool m_ticksValid = false;
   mutable bool m_fieldsValid = false;
