@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the scripts of this folder and by .ci/run: the tools they need and how they build.
 # The working folder is the project's afterwards.
 set -euo pipefail
