@@ -8,15 +8,19 @@
 #include <sys/auxv.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <ext/stdio_filebuf.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <limits>
 #include <locale>
 #include <string_view>
 
@@ -185,6 +189,76 @@ void disconnectDescriptor(int descriptor) noexcept {
   if (nowhere < 0) return;
   dup3(nowhere, descriptor, O_CLOEXEC);
   close(nowhere);
+}
+
+namespace {
+
+// Copies up to `count` bytes, or to the end of the file. The kernel does it where it can; what it leaves is read
+// and written.
+bool copyBytes(int from, int to, off_t count) {
+  constexpr off_t largest = off_t{1} << 30;
+  while (count > 0) {
+    const auto wanted = static_cast<std::size_t>(std::min(count, largest));
+    const ssize_t copied = copy_file_range(from, nullptr, to, nullptr, wanted, 0);
+    if (copied <= 0) break;
+    count -= copied;
+  }
+  std::vector<char> buffer(count > 0 ? 128 * 1024 : 0);
+  while (count > 0) {
+    const auto wanted = static_cast<std::size_t>(std::min(count, static_cast<off_t>(buffer.size())));
+    const ssize_t got = read(from, buffer.data(), wanted);
+    if (got == 0) break;
+    if (got < 0 && errno != EINTR) return false;
+    for (ssize_t done = 0; done < got;) {
+      const ssize_t written = write(to, buffer.data() + done, static_cast<std::size_t>(got - done));
+      if (written < 0 && errno != EINTR) return false;
+      if (written > 0) done += written;
+    }
+    if (got > 0) count -= got;
+  }
+  return true;
+}
+
+bool hasHoles(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_blocks < status.st_size / 512;
+}
+
+}  // namespace
+
+bool copyContents(int from, int to) {
+  struct stat source;
+  struct stat target;
+  if (fstat(from, &source) != 0 || fstat(to, &target) != 0) return false;
+  const bool bySections = hasHoles(source) && S_ISREG(target.st_mode);
+  off_t end = 0;
+  for (off_t data; bySections && (data = lseek(from, end, SEEK_DATA)) >= 0;) {
+    const off_t hole = lseek(from, data, SEEK_HOLE);
+    if (hole < 0 || lseek(from, data, SEEK_SET) < 0 || lseek(to, data, SEEK_SET) < 0 ||
+        !copyBytes(from, to, hole - data)) {
+      return false;
+    }
+    end = hole;
+  }
+  if (bySections && errno == ENXIO) return ftruncate(to, std::max(source.st_size, end)) == 0;
+  return copyBytes(from, to, std::numeric_limits<off_t>::max());
+}
+
+void copyExtendedAttributes(int from, int to) {
+  const ssize_t size = flistxattr(from, nullptr, 0);
+  if (size <= 0) return;
+  std::string names(static_cast<std::size_t>(size), '\0');
+  const ssize_t filled = flistxattr(from, names.data(), names.size());
+  std::vector<char> value;
+  for (std::size_t at = 0; filled > 0 && at < static_cast<std::size_t>(filled);) {
+    const char* const name = names.data() + at;
+    at += std::strlen(name) + 1;
+    const ssize_t length = fgetxattr(from, name, nullptr, 0);
+    if (length < 0) continue;
+    value.resize(static_cast<std::size_t>(length));
+    if (fgetxattr(from, name, value.data(), value.size()) == length) {
+      static_cast<void>(fsetxattr(to, name, value.data(), value.size(), 0));
+    }
+  }
 }
 
 }  // namespace tvk::platform

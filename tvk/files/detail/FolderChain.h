@@ -1,0 +1,88 @@
+// What work on a tree of folders needs: owned descriptors, the entries of a folder, and the way down and back up.
+#pragma once
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tvk::detail {
+
+// Owns a descriptor; a negative one stands for none.
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor = -1) noexcept : m_descriptor(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : m_descriptor(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+  ~Descriptor() { close(); }
+
+  explicit operator bool() const noexcept { return m_descriptor >= 0; }
+  int get() const noexcept { return m_descriptor; }
+  int release() noexcept { return std::exchange(m_descriptor, -1); }
+  // Answers 0 or the error number, and leaves errno alone. The descriptor is gone in either case.
+  int close() noexcept;
+
+ private:
+  int m_descriptor;
+};
+
+// Which file or folder something is, whatever its name.
+struct Identity {
+  dev_t device;
+  ino_t number;
+  auto operator<=>(const Identity&) const = default;
+};
+
+inline Identity identityOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
+
+// Opens a folder below another, never through a link; below AT_FDCWD the name may be a path.
+Descriptor openFolder(int parent, const char* name);
+
+// The way from a starting point down to the folder at work. However deep it gets, few descriptors stay open: a folder
+// that was closed meanwhile is reopened as ".." of its child, and must then be the one that was left.
+class FolderChain {
+ public:
+  // AT_FDCWD while the chain is empty.
+  int top() const noexcept { return m_folders.empty() ? AT_FDCWD : m_folders.back().descriptor.get(); }
+  // Both answer 0 or the error number; ESTALE when the tree was moved about meanwhile.
+  int push(Descriptor folder);
+  int pop();
+
+ private:
+  static constexpr std::size_t keptOpen = 16;
+  struct Folder {
+    Descriptor descriptor;
+    Identity identity;
+  };
+  std::vector<Folder> m_folders;
+};
+
+struct CloseStream {
+  void operator()(DIR* stream) const noexcept { closedir(stream); }
+};
+
+// Calls take(name, type) for each entry but "." and "..", in the order of the system, with the type as `dirent` has
+// it. A folder can be read once for each time it was opened. Answers 0, or the error number when the end was not
+// reached.
+template <class Take>
+int readEntries(int folder, Take take) {
+  Descriptor own(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  const std::unique_ptr<DIR, CloseStream> stream(own ? fdopendir(own.get()) : nullptr);
+  if (stream == nullptr) return errno;
+  own.release();
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(stream.get());
+    if (entry == nullptr) return errno;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") take(entry->d_name, entry->d_type);
+  }
+}
+
+}  // namespace tvk::detail

@@ -1,0 +1,285 @@
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/files/detail/TreeCopy.h>
+#include <tvk/process/Platform.h>
+#include <unistd.h>
+
+#include <array>
+#include <map>
+#include <optional>
+
+namespace tvk::detail {
+namespace {
+
+constexpr mode_t ownerBits = S_IRWXU;
+constexpr mode_t accessBits = S_IRWXU | S_IRWXG | S_IRWXO;
+constexpr mode_t allBits = accessBits | S_ISUID | S_ISGID | S_ISVTX;
+
+std::array<timespec, 2> timesOf(const struct stat& status) { return {status.st_atim, status.st_mtim}; }
+
+// One copy. The walk goes down two chains of folders at once. Each level keeps the names of the sub-folders that it has
+// yet to copy; everything else is copied while the folder is read. The lowest level holds the source itself.
+class TreeCopy {
+ public:
+  TreeCopy(const std::string& target, CopyMode mode)
+      : m_target(target),
+        m_isTree(mode == CopyMode::Tree || mode == CopyMode::Exact),
+        m_isForced(mode == CopyMode::Forced || mode == CopyMode::Tree),
+        m_isExact(mode == CopyMode::Exact) {}
+
+  int run(const std::string& source) {
+    m_levels.push_back({{}, {}, m_isExact, 0});
+    copyEntry(source.c_str(), m_target.c_str());
+    while (!m_isLost && (m_levels.size() > 1 || !m_levels.back().folders.empty())) {
+      if (m_levels.back().folders.empty()) {
+        leaveFolder();
+      } else {
+        enterFolder();
+      }
+    }
+    return m_error;
+  }
+
+ private:
+  struct Level {
+    std::vector<std::string> folders;
+    struct stat source;
+    bool isFresh;    // the target folder is new: an entry found in it is not ours to touch
+    mode_t surplus;  // rights that the target folder has only while it is filled
+  };
+  struct Copied {
+    std::string path;
+    Identity identity;
+  };
+
+  void fail(int error) {
+    if (m_error == 0) m_error = error;
+  }
+
+  // Without the way back to the folders above nothing more can be done.
+  void lose(int error) {
+    fail(error);
+    m_isLost = true;
+  }
+
+  void copyEntry(const char* name, const char* targetName) {
+    struct stat status;
+    if (fstatat(m_from.top(), name, &status, m_isTree ? AT_SYMLINK_NOFOLLOW : 0) != 0) {
+      fail(errno);
+    } else if (!S_ISDIR(status.st_mode)) {
+      const bool isShared = m_isExact && status.st_nlink > 1;
+      if (isShared && linkEntry(targetName, identityOf(status))) return;
+      copyLeaf(name, targetName, status);
+      if (isShared) rememberEntry(targetName, identityOf(status));
+    } else if (m_isTree) {
+      m_levels.back().folders.emplace_back(name);
+    } else {
+      fail(EISDIR);
+    }
+  }
+
+  // Makes the target a further link to the copy of the same file. False when there is no such copy.
+  bool linkEntry(const char* targetName, const Identity& source) {
+    const auto copied = m_linked.find(source);
+    if (copied == m_linked.end() ||
+        linkat(AT_FDCWD, copied->second.path.c_str(), m_to.top(), targetName, 0) != 0) {
+      return false;
+    }
+    struct stat status;
+    if (fstatat(m_to.top(), targetName, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        identityOf(status) == copied->second.identity) {
+      return true;
+    }
+    unlinkat(m_to.top(), targetName, 0);
+    return false;
+  }
+
+  void rememberEntry(const char* targetName, const Identity& source) {
+    struct stat status;
+    if (fstatat(m_to.top(), targetName, &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+    std::string path = m_target;
+    for (std::size_t depth = 1; depth < m_levels.size(); ++depth) {
+      path.append("/").append(depth + 1 < m_levels.size() ? m_levels[depth].folders.back() : targetName);
+    }
+    m_linked.insert_or_assign(source, Copied{std::move(path), identityOf(status)});
+  }
+
+  void enterFolder() {
+    const char* const name = m_levels.back().folders.back().c_str();
+    const char* const targetName = m_levels.size() == 1 ? m_target.c_str() : name;
+    Level level = {{}, {}, m_levels.back().isFresh, 0};
+    Descriptor to;
+    Descriptor from = openFolder(m_from.top(), name);
+    if (!from || fstat(from.get(), &level.source) != 0) {
+      fail(errno);
+    } else if (m_root == identityOf(level.source)) {
+      fail(EINVAL);
+    } else {
+      to = openTarget(targetName, level);
+    }
+    if (!to) {
+      m_levels.back().folders.pop_back();
+      return;
+    }
+    if (const int error = m_from.push(std::move(from)); error != 0) return lose(error);
+    if (const int error = m_to.push(std::move(to)); error != 0) return lose(error);
+    m_levels.push_back(std::move(level));
+    const int error = readEntries(m_from.top(), [this](const char* entry, unsigned char type) {
+      if (type == DT_DIR) {
+        m_levels.back().folders.emplace_back(entry);
+      } else {
+        copyEntry(entry, entry);
+      }
+    });
+    if (error != 0) fail(error);
+  }
+
+  // The target's folder, made when it is missing.
+  Descriptor openTarget(const char* name, Level& level) {
+    struct stat status;
+    if (!level.isFresh && fstatat(m_to.top(), name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+      if (!S_ISDIR(status.st_mode)) return failWith(ENOTDIR);
+      if (identityOf(status) == identityOf(level.source)) return failWith(EEXIST);
+    } else {
+      const mode_t mode = m_isExact ? 0 : level.source.st_mode & (accessBits | S_ISVTX);
+      if (mkdirat(m_to.top(), name, mode | ownerBits) != 0) return failWith(errno);
+      level.isFresh = true;
+      level.surplus = ownerBits & ~mode;
+    }
+    Descriptor folder = openFolder(m_to.top(), name);
+    if (!folder || fstat(folder.get(), &status) != 0) return failWith(errno);
+    if (!m_root) m_root = identityOf(status);
+    return folder;
+  }
+
+  Descriptor failWith(int error) {
+    fail(error);
+    return Descriptor();
+  }
+
+  void leaveFolder() {
+    const Level& level = m_levels.back();
+    struct stat status;
+    if (m_isExact) {
+      keepAttributes(m_from.top(), m_to.top(), level.source);
+    } else if (level.surplus != 0 && (fstat(m_to.top(), &status) != 0 ||
+                                      fchmod(m_to.top(), status.st_mode & allBits & ~level.surplus) != 0)) {
+      fail(errno);
+    }
+    m_levels.pop_back();
+    m_levels.back().folders.pop_back();
+    if (const int error = m_from.pop(); error != 0) return lose(error);
+    if (const int error = m_to.pop(); error != 0) return lose(error);
+  }
+
+  // An entry that is no folder.
+  void copyLeaf(const char* name, const char* targetName, const struct stat& source) {
+    const bool hasContents = S_ISREG(source.st_mode) || !m_isTree;
+    bool exists = false;
+    if (!m_levels.back().isFresh) {
+      struct stat status;
+      if (fstatat(m_to.top(), targetName, &status, hasContents ? 0 : AT_SYMLINK_NOFOLLOW) == 0) {
+        if (S_ISDIR(status.st_mode)) return fail(EISDIR);
+        if (identityOf(status) == identityOf(source)) return fail(EEXIST);
+        if (!hasContents && unlinkat(m_to.top(), targetName, 0) != 0) return fail(errno);
+        exists = true;
+      } else if (errno == ELOOP && m_isForced) {
+        exists = true;
+      } else if (errno != ENOENT) {
+        return fail(errno);
+      }
+    }
+    if (hasContents) {
+      copyFile(name, targetName, source, exists);
+    } else if (S_ISLNK(source.st_mode)) {
+      copyLink(name, targetName, source);
+    } else if (mknodat(m_to.top(), targetName, source.st_mode, source.st_rdev) != 0) {
+      fail(errno);
+    } else if (m_isExact) {
+      keepAttributes(targetName, source);
+    }
+  }
+
+  void copyFile(const char* name, const char* targetName, const struct stat& source, bool exists) {
+    const Descriptor from(
+        openat(m_from.top(), name, O_RDONLY | O_NOCTTY | O_CLOEXEC | (m_isTree ? O_NOFOLLOW : 0)));
+    struct stat status;
+    if (!from || fstat(from.get(), &status) != 0) return fail(errno);
+    if (identityOf(status) != identityOf(source)) return fail(ESTALE);
+    Descriptor to;
+    if (exists) {
+      to = Descriptor(openat(m_to.top(), targetName, O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC));
+      if (!to && (!m_isForced || unlinkat(m_to.top(), targetName, 0) != 0)) return fail(errno);
+    }
+    if (!to) {
+      const mode_t mode = m_isExact ? S_IRUSR | S_IWUSR : status.st_mode & accessBits;
+      to = Descriptor(openat(m_to.top(), targetName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+      if (!to) return fail(errno);
+    }
+    if (!platform::copyContents(from.get(), to.get())) return fail(errno);
+    if (m_isExact) keepAttributes(from.get(), to.get(), source);
+    if (const int error = to.close(); error != 0) fail(error);
+  }
+
+  void copyLink(const char* name, const char* targetName, const struct stat& source) {
+    std::string text(static_cast<std::size_t>(source.st_size) + 1, '\0');
+    ssize_t length;
+    while ((length = readlinkat(m_from.top(), name, text.data(), text.size())) ==
+           static_cast<ssize_t>(text.size())) {
+      text.resize(text.size() * 2);
+    }
+    if (length < 0) return fail(errno);
+    text.resize(static_cast<std::size_t>(length));
+    if (symlinkat(text.c_str(), m_to.top(), targetName) != 0) return fail(errno);
+    if (m_isExact) keepAttributes(targetName, source);
+  }
+
+  // The attributes that the system or our rights do not allow are left as they are; set-user-id and its like only go
+  // with the owner.
+  static void keepAttributes(int from, int to, const struct stat& source) {
+    const bool keepsOwner = fchown(to, source.st_uid, source.st_gid) == 0;
+    if (!keepsOwner) static_cast<void>(fchown(to, static_cast<uid_t>(-1), source.st_gid) == 0);
+    platform::copyExtendedAttributes(from, to);
+    static_cast<void>(fchmod(to, source.st_mode & (keepsOwner ? allBits : accessBits)));
+    static_cast<void>(futimens(to, timesOf(source).data()));
+  }
+
+  // The same for what cannot be opened, by its name.
+  void keepAttributes(const char* name, const struct stat& source) {
+    const int to = m_to.top();
+    const bool keepsOwner = fchownat(to, name, source.st_uid, source.st_gid, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!S_ISLNK(source.st_mode)) {
+      static_cast<void>(
+          fchmodat(to, name, source.st_mode & (keepsOwner ? allBits : accessBits), AT_SYMLINK_NOFOLLOW));
+    }
+    static_cast<void>(utimensat(to, name, timesOf(source).data(), AT_SYMLINK_NOFOLLOW));
+  }
+
+  const std::string m_target;
+  const bool m_isTree;
+  const bool m_isForced;
+  const bool m_isExact;
+  FolderChain m_from;
+  FolderChain m_to;
+  std::vector<Level> m_levels;
+  std::optional<Identity> m_root;  // the target's topmost folder, which a source that holds it must not copy
+  std::map<Identity, Copied> m_linked;  // where the files with more links than one went
+  int m_error = 0;
+  bool m_isLost = false;
+};
+
+}  // namespace
+
+std::string resolveTarget(const std::string& source, const std::string& target) {
+  struct stat status;
+  if (stat(target.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return target;
+  const std::string bare = source.substr(0, source.find_last_not_of('/') + 1);
+  const std::string name = bare.substr(bare.rfind('/') + 1);
+  return target + "/" + (name == ".." ? "." : name);
+}
+
+int copyTree(const std::string& source, const std::string& target, CopyMode mode) {
+  if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
+  return TreeCopy(mode == CopyMode::Exact ? target : resolveTarget(source, target), mode).run(source);
+}
+
+}  // namespace tvk::detail

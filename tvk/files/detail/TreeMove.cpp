@@ -1,0 +1,56 @@
+#include <sys/stat.h>
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/files/detail/TreeCopy.h>
+#include <tvk/files/detail/TreeMove.h>
+#include <tvk/files/detail/TreeRemoval.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+namespace tvk::detail {
+namespace {
+
+std::string canonical(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> found(realpath(path.c_str(), nullptr), &std::free);
+  return found != nullptr ? found.get() : std::string();
+}
+
+// Whether the target is the source by another name, or what the source, a link, leads to: replacing it would lose the
+// file. A link may replace another link to the same file.
+bool isSameFile(const std::string& source, const struct stat& from, const std::string& target,
+                const struct stat& to) {
+  if (identityOf(from) == identityOf(to)) return true;
+  return S_ISLNK(from.st_mode) && !S_ISLNK(to.st_mode) && canonical(source) == canonical(target);
+}
+
+// Copies to another device and removes the source. What is in the way goes first, as it does with rename().
+int moveByCopy(const std::string& source, const struct stat& from, const std::string& target,
+               const struct stat* to) {
+  const std::string_view name = std::string_view(source).substr(0, source.find_last_not_of('/') + 1);
+  if (name.empty() || name.ends_with("/.") || name.ends_with("/..") || name == "." || name == "..")
+    return EBUSY;
+  if (to != nullptr) {
+    if (S_ISDIR(from.st_mode) != S_ISDIR(to->st_mode)) return S_ISDIR(to->st_mode) ? EISDIR : ENOTDIR;
+    if ((S_ISDIR(to->st_mode) ? rmdir(target.c_str()) : unlink(target.c_str())) != 0) return errno;
+  }
+  const int error = copyTree(source, target, CopyMode::Exact);
+  return error != 0 ? error : removeTree(source);
+}
+
+}  // namespace
+
+int moveTree(const std::string& source, const std::string& target) {
+  if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
+  const std::string place = resolveTarget(source, target);
+  struct stat from;
+  struct stat to;
+  if (lstat(source.c_str(), &from) != 0) return errno;
+  const bool exists = lstat(place.c_str(), &to) == 0;
+  if (exists && isSameFile(source, from, place, to)) return EEXIST;
+  if (std::rename(source.c_str(), place.c_str()) == 0) return 0;
+  return errno == EXDEV ? moveByCopy(source, from, place, exists ? &to : nullptr) : errno;
+}
+
+}  // namespace tvk::detail
