@@ -11,6 +11,7 @@
 #include <ios>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tvk {
 namespace {

@@ -7,7 +7,6 @@
 #include <mutex>
 #include <streambuf>
 #include <string_view>
-#include <vector>
 
 #include <tvk/Export.h>
 #include <tvk/process/AutoInit.h>
