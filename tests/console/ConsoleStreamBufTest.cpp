@@ -183,7 +183,7 @@ TEST_F(ConsoleStreamBufTest, PiecesOfSeveralThreadsStayWhole) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// The service takes over the buffer that somebody needed before it, and whoever writes after it gets a new one.
+// The service takes over the buffer that somebody needed before it; whoever writes after it gets a new one.
 TEST_F(ConsoleStreamBufTest, LivesAsLongAsItsService) {
   const auto done = support::inChild([] {
     tvk::AutoInit<tvk::ConsoleStreamBuf> service;

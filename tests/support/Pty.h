@@ -9,9 +9,9 @@
 
 namespace support {
 
-// Runs `work` in a forked child whose standard streams are a new pseudo-terminal of 100 columns and 30 lines, the
-// controlling one. Bytes pass both ways as they are, without echo; line mode and signal keys are on. Its waits
-// give up after ten seconds and fail the test.
+// Runs `work` in a forked child whose standard streams are a new pseudo-terminal of 100 columns and 30 lines,
+// the controlling one. Bytes pass both ways as they are, without echo; line mode and signal keys are on. Its
+// waits give up after ten seconds and fail the test.
 class Pty {
  public:
   explicit Pty(const std::function<int()>& work);
@@ -25,7 +25,8 @@ class Pty {
   // Waits until a key is awaited (the terminal gives single keys), types, and answers the mode it found.
   termios typeAtPrompt(const std::string& keys);
   termios attributes() const;
-  // Waits for the end of the child: its exit status, 128 + signal when killed. `rest` receives what was not read.
+  // Waits for the end of the child: its exit status, 128 + signal when killed. `rest` receives what was not
+  // read.
   int finish(std::string* rest = nullptr);
 
  private:
