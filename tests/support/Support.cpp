@@ -90,6 +90,15 @@ ChildResult inChild(const std::function<int()>& work) {
   return result;
 }
 
+std::string inOwnProcess(const std::function<void()>& work) {
+  const ChildResult result = inChild([&] {
+    work();
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(result.status, 0) << result.output << result.errors;
+  return result.output;
+}
+
 ChildResult runCommand(const std::string& command) {
   return inChild([&] {
     execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);

@@ -58,6 +58,8 @@ struct ChildResult {
 
 // Runs `work` in a forked child whose exit status is the value it answers.
 ChildResult inChild(const std::function<int()>& work);
+// Runs `work` with its expectations in a forked child and answers what it wrote; its failures fail this test.
+std::string inOwnProcess(const std::function<void()>& work);
 // Runs a command line through the shell.
 ChildResult runCommand(const std::string& command);
 
