@@ -35,8 +35,9 @@ Singleton::~Singleton() {
   const std::lock_guard lock(s_listLock);
   if (s_list == nullptr) return;
   const auto entry = std::find(s_list->begin(), s_list->end(), this);
-  if (entry != s_list->end()) *entry = nullptr;
-  while (!s_list->empty() && s_list->back() == nullptr) s_list->pop_back();
+  if (entry == s_list->end()) return;
+  *entry = nullptr;
+  if (s_list->back() == nullptr) s_list->pop_back();
 }
 
 void Singleton::DestroyAll() noexcept {

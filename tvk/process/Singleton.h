@@ -10,7 +10,7 @@
 namespace tvk {
 
 // An entry of the process-wide singleton list. Making one appends it to the list; shut-down deletes the
-// entries, newest first. An entry that dies earlier leaves a null in the list, which is skipped.
+// entries, newest first. An entry that dies earlier leaves at most a null, which is skipped.
 class TVK_EXPORT Singleton {
  public:
   Singleton(const Singleton&) = delete;

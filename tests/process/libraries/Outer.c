@@ -1,3 +1,5 @@
-int OnlyInInner(void);
-int InBoth(void) { return 3; }
-int CallsInner(void) { return OnlyInInner(); }
+#include <tvk/text/MessageEntry.h>
+
+TvkGetStrings GetStrings;
+TvkGetStrings* UsesWords(void) { return GetStrings; }
+int InBoth(void) { return 2; }

@@ -1,0 +1,83 @@
+#include <tvk/process/SharedLibrary.h>
+
+#include <dlfcn.h>
+
+#include <tvk/text/MessageTable.h>
+
+#include "support/Support.h"
+
+namespace {
+
+using tvk::SharedLibrary;
+
+std::string text(std::uint32_t code) {
+  tvk::StringBase<char> out;
+  tvk::loadMessage("tvk", code, true, out);
+  return out;
+}
+
+bool isLoaded(const char* path) {
+  return SharedLibrary(path, dlopen(path, RTLD_LAZY | RTLD_NOLOAD)).IsOpen();
+}
+
+TEST(SharedLibrary, TextsAreInForceUntilItIsClosed) {
+  const support::ScopedFolder folder;
+  std::filesystem::create_symlink(TVK_WORDS_LIBRARY, folder / "words.1.so");
+  SharedLibrary library;
+  EXPECT_EQ(library.GetSymbol("malloc"), nullptr) << "closed";
+  ASSERT_TRUE(library.Open(folder / "words.1", true)) << library.LastError();
+  EXPECT_EQ(library.GetPath(), TVK_WORDS_LIBRARY) << "the real path";
+  EXPECT_EQ(library.GetSymbol("NoSuchSymbol"), library.GetSymbol(nullptr));
+  library.LoadStrings();
+  SharedLibrary moved(std::move(library));
+  library.Close();
+  EXPECT_EQ(text(1001), "Datei %1 fehlt") << "the texts belong to the one that moved";
+  library = std::move(moved);
+  library = SharedLibrary();
+  EXPECT_EQ(text(1001), "file %1 not found") << "assignment closes what was open";
+  EXPECT_FALSE(library.IsOpen() || isLoaded(TVK_WORDS_LIBRARY));
+}
+
+TEST(SharedLibrary, OpensLazilyAndForEverybody) {
+  SharedLibrary library;
+  ASSERT_TRUE(library.Open(TVK_ANSWERS_LIBRARY)) << library.LastError();
+  EXPECT_NE(dlsym(RTLD_DEFAULT, "CallsNowhere"), nullptr);
+  library.LoadStrings();
+  EXPECT_EQ(text(1001) + ", " + text(71001), "file %1 not found, ok") << "no table, but asked as a module";
+}
+
+TEST(SharedLibrary, TellsWhyItCannotOpen) {
+  const support::ScopedFolder folder;
+  support::writeWhole(folder / "broken.so", "no library");
+  SharedLibrary library;
+  for (const std::string& path : {folder / "broken.so", folder / "missing.so", folder.path()}) {
+    EXPECT_TRUE(library.Open(TVK_WORDS_LIBRARY) && library.LastError().empty());
+    library.LoadStrings();
+    EXPECT_FALSE(library.Open(path)) << path;
+    EXPECT_FALSE(library.IsOpen() || isLoaded(TVK_WORDS_LIBRARY)) << "closed before the next is opened";
+    EXPECT_EQ(library.GetPath(), path);
+    EXPECT_NE(library.LastError().find(path), std::string::npos) << library.LastError();
+    EXPECT_EQ(text(1001), "file %1 not found");
+  }
+  std::FILE* const removed = std::tmpfile();
+  const std::string path = "/proc/self/fd/" + std::to_string(fileno(removed));
+  EXPECT_EQ(support::thrownCode([&] { library.Open(path); }), 1003) << "a file without a real path";
+  std::fclose(removed);
+}
+
+TEST(SharedLibrary, StaysOpenWhenTheLoaderRefuses) {
+  const SharedLibrary outer(TVK_OUTER_MODULE, dlopen(TVK_OUTER_MODULE, RTLD_LAZY));
+  void* const words = dlopen(TVK_WORDS_LIBRARY, RTLD_LAZY | RTLD_NOLOAD);
+  dlclose(words);
+  {
+    SharedLibrary library(TVK_WORDS_LIBRARY,
+                          words);  // loaded on behalf of the other: no reference to give back
+    library.LoadStrings();
+    library.Close();
+    EXPECT_TRUE(library.IsOpen() && !library.LastError().empty());
+    EXPECT_EQ(text(1001), "Datei %1 fehlt");
+  }
+  EXPECT_EQ(text(1001), "file %1 not found");
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+#include <tvk/process/StartUp.h>
+
+#include <tvk/console/Console.h>
+#include <tvk/process/Application.h>
+#include <tvk/process/AutoInit.h>
+#include <tvk/process/Module.h>
+#include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
+#include <tvk/text/MessageTable.h>
+#include <tvk/text/ProgramName.h>
+#include <tvk/time/DateTime.h>
+
+#include "support/Support.h"
+
+// What touches the life of a process happens in one of its own: it starts up and shuts down once.
+namespace {
+
+using support::inOwnProcess;
+using tvk::ProgramName;
+using tvk::StartUp;
+
+struct Frame : StartUp {
+  explicit Frame(const char* name, const char* prefix = "") : StartUp(prefix, name) {}
+  tvk::FileString GetPath() const override { return path; }
+  void GetLanguageName(tvk::StringBase<char>& name) const override { name = language; }
+  bool Init() override { return InitServices(); }
+  bool Exit() override { return ExitServices(); }
+  std::string path, language;
+};
+
+TEST(StartUp, TheFirstFrameIsCurrentUntilItGoes) {
+  inOwnProcess([] {
+    EXPECT_EQ(support::thrownCode([] { Frame("tool", "123456789012"); }), 2007);
+    EXPECT_FALSE(StartUp::IsStarted()) << "a refused frame leaves nothing behind";
+    auto first = std::make_unique<Frame>("first", "12345678901");
+    auto second = std::make_unique<Frame>("second", nullptr);
+    EXPECT_EQ(StartUp::Get(), first.get());
+    EXPECT_EQ(ProgramName::Get() + second->GetName() + ProgramName::CodePrefix(), "firstsecond");
+    second.reset();
+    EXPECT_EQ(StartUp::Get(), first.get());
+    EXPECT_EQ(Frame(nullptr, "12345678901").GetName(), "");
+    EXPECT_EQ(ProgramName::CodePrefix(), "12345678901") << "the newest prefix holds";
+    first.reset();
+    EXPECT_EQ(StartUp::Get(), nullptr);
+    EXPECT_NE(ProgramName::Get(), "first");
+  });
+}
+
+struct Service : tvk::AutoInitBase {
+  explicit Service(char name) : m_name(name) {}
+  ~Service() override { printf("deleted %c, ", m_name); }
+  void Init() override { Tell("init", 'c'); }
+  void Exit() override { Tell("exit", 'd'); }
+  void Tell(const char* what, char next) {
+    printf("%s %c, ", what, m_name);
+    if (m_name == 'b') Register(std::make_unique<Service>(next));
+  }
+  char m_name;
+};
+
+struct Held {
+  Held() { printf("held, "); }
+  ~Held() { printf("let go, "); }
+};
+
+struct Entry : tvk::Singleton {
+  ~Entry() override { printf(tvk::Console::Existing() != nullptr ? "singleton, " : "late, "); }
+};
+
+TEST(StartUp, GoesDownInTheReverseOrderAndOnce) {
+  const std::string output = inOwnProcess([] {
+    tvk::AutoInit<Held> service;
+    for (int i = 0; i < 2; ++i) service.Init();
+    for (int i = 0; i < 2; ++i) service.Exit();
+    Frame frame("tool");
+    for (const char name : {'a', 'b'}) tvk::AutoInitBase::Register(std::make_unique<Service>(name));
+    new Entry;
+    tvk::Console::Get();
+    EXPECT_TRUE(frame.Init() && frame.Exit());
+    EXPECT_NE(tvk::DateTimeInit::StartTime(), nullptr) << "the library's own services are up";
+    for (int i = 0; i < 2; ++i) StartUp::ShutDown();
+    EXPECT_TRUE(StartUp::InitServices());
+    EXPECT_TRUE(tvk::DateTimeInit::StartTime() == nullptr && tvk::Console::Existing() == nullptr);
+    tvk::Console::Get() << tvk::StringBase<char>::Empty() << "late users are served" << std::flush;
+  });
+  EXPECT_EQ(output,
+            "held, let go, init a, init b, init c, exit c, deleted c, exit b, deleted b, exit d, deleted d, "
+            "exit a, "
+            "deleted a, singleton, late users are served");
+}
+
+TEST(StartUp, FindsTheLanguageLibraryBesideTheFrame) {
+  const support::ScopedFolder folder;
+  const std::string own = tvk::platform::executablePath();
+  const std::string besideClass = own.substr(0, own.rfind('/')) + "/tvk.lRu";
+  std::filesystem::remove(besideClass);
+  for (const std::string& link : {folder / "tool-1.lDe", folder / "tvk.lDe", besideClass})
+    std::filesystem::create_symlink(TVK_WORDS_LIBRARY, link);
+  inOwnProcess([&] {
+    std::filesystem::current_path(folder.path());
+    Frame frame("tool");
+    for (const auto& [path, language, directory, expected] :
+         std::initializer_list<std::array<std::string, 4>>{
+             {folder / "tool-1.2", "De", "", "Datei %1 fehlt"},
+             {folder / "tool-1.2", "Us", "", "1131"},
+             {"./tool-1.2", "De", "/", "Datei %1 fehlt"},
+             {folder / "tool-1.2", "", "", "file %1 not found"},
+             {"tvk", "De", folder.path(), "Datei %1 fehlt"},
+             {"tvk", "De", "", "1131"},  // not in the current folder
+             {"tvk", "Ru", "", "Datei %1 fehlt"},
+             {"", "De", folder / "tvk", "Datei %1 fehlt"},
+             {"", "De", "", "1131"}}) {
+      frame.path = path;
+      frame.language = language;
+      const char* const given = directory.c_str();
+      tvk::StringBase<char> text(
+          std::to_string(support::thrownCode([&] { frame.LoadLanguageModule(given); })));
+      if (text == "0") tvk::loadMessage("tvk", 1001, false, text);
+      EXPECT_EQ(text, expected) << path << ", " << language << ", " << directory;
+      EXPECT_EQ(frame.LanguageLibrary().IsOpen(), text.starts_with("Datei")) << path;
+    }
+  });
+  std::filesystem::remove(besideClass);
+}
+
+struct Plugin : tvk::Module {
+  explicit Plugin(bool init) : Module("PL", "plugin"), m_init(init) {}
+  bool Init() override { return Module::Init() && m_init; }
+  bool m_init;
+};
+
+TEST(Module, StartsAndStopsTheCurrentOne) {
+  const std::string output = inOwnProcess([] {
+    EXPECT_FALSE(tvk::Module::Stop() || tvk::Module::Start(nullptr));
+    for (const bool starts : {true, false}) {
+      Plugin plugin(starts);
+      new Entry;
+      EXPECT_EQ(tvk::Module::Start(&plugin), starts);
+      printf("up, ");
+      EXPECT_TRUE(tvk::Module::Stop());
+    }
+    auto older = std::make_unique<Plugin>(true);
+    const Plugin newer(true);
+    EXPECT_EQ(tvk::Module::GetModule(), &newer);
+    older.reset();
+    EXPECT_EQ(tvk::Module::GetModule(), nullptr) << "whichever module goes clears it";
+    EXPECT_EQ(newer.GetPath(), "tvk");
+  });
+  EXPECT_EQ(output, "up, late, late, up, ");
+}
+
+// The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
+template <class Operation>
+std::size_t slot(Operation operation) {
+  std::size_t offset;
+  memcpy(&offset, &operation, sizeof offset);
+  return (offset - 1) / sizeof(void*) + 1;
+}
+
+TEST(StartUp, KeepsItsBinaryInterface) {
+  EXPECT_EQ(slot(&tvk::Application::GetPath), 3u);
+  EXPECT_EQ(slot(&tvk::Application::Exit), 6u);
+  EXPECT_EQ(slot(&tvk::Application::HandleException), 10u);
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+#include <tvk/process/Application.h>
+
+#include <cxxabi.h>
+#include <signal.h>
+
+#include <atomic>
+#include <clocale>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include <tvk/cmdline/ArgumentList.h>
+#include <tvk/console/Console.h>
+#include <tvk/files/FileStatus.h>
+#include <tvk/process/Language.h>
+#include <tvk/process/Platform.h>
+#include <tvk/text/Exception.h>
+#include <tvk/text/MessageFormat.h>
+#include <tvk/text/MessageTable.h>
+#include <tvk/text/ProgramName.h>
+
+namespace tvk {
+namespace {
+
+std::atomic<Application*> s_application{nullptr};
+
+constexpr int s_statusWithoutApplication = 1;
+constexpr int s_statusExitFailed = 2;
+constexpr int s_statusException = 3;
+
+constexpr std::int64_t s_abortedByUser = 11;
+constexpr std::uint32_t s_messageAborted = 55376;
+constexpr std::uint32_t s_messageLanguageModule = 57088;
+constexpr std::uint32_t s_messageModuleIgnored = 57089;
+
+// Blanks out the line that a prompt may have left.
+constexpr const char* s_clearLine = "\r\r\t\t\t\t\t\t\t\t\t       \r";
+
+void ignoreSignal(int number) { signal(number, SIG_IGN); }
+
+StringBase<char> quoted(std::string_view argument) {
+  const bool plain = argument.empty() || argument.front() == '"' ||
+                     argument.find_first_of(" \t\n") == std::string_view::npos;
+  StringBase<char> result;
+  if (!plain) result += '"';
+  result += argument;
+  if (!plain) result += '"';
+  return result;
+}
+
+StringBase<char> joined(const ArgumentList& arguments) {
+  StringBase<char> line;
+  for (std::size_t i = 0; i < arguments.Count(); ++i) {
+    if (i > 0) line += ' ';
+    line += quoted(arguments[i]);
+  }
+  return line;
+}
+
+FileString absoluteProgram(FileString program) {
+  // A bare name was found by way of PATH: joined with the current folder it would name another file.
+  if (program.find('/') == FileString::npos) {
+    if (const std::string executable = platform::executablePath(); !executable.empty()) program = executable;
+  }
+  normalise(program);
+  return program;
+}
+
+StringBase<char> message(std::uint32_t code, const StringBase<char>& value) {
+  StringBase<char> format;
+  loadMessage("tvk", code, true, format);
+  StringBase<char> text;
+  formatMessage(text, format.c_str(), value.c_str());
+  return text;
+}
+
+// The console for the program's last words: whatever state its stream is in, they are to be seen.
+Console& lastWords() {
+  Console& console = Console::Get();
+  console.clear();
+  return console;
+}
+
+// A process shows eight bits of its status; an abort must not look like success in them.
+int exitStatus(std::int64_t code) {
+  const int status = static_cast<int>(code & 0xFF);
+  return status == 0 && code != 0 ? 1 : status;
+}
+
+}  // namespace
+
+Application::Application(const char* codePrefix, const char* name) : StartUp(codePrefix, name) {
+  s_application = this;
+  ProgramName::SetApplication(this, GetName());
+}
+
+Application::~Application() {
+  ShutDown();
+  Application* self = this;
+  s_application.compare_exchange_strong(self, nullptr);
+}
+
+Application* Application::GetApplication() noexcept { return s_application; }
+
+bool Application::Init() {
+  if (!InitServices()) return false;
+  ignoreSignal(SIGPIPE);
+  return true;
+}
+
+std::int32_t Application::Main(int argc, const char* const* argv) {
+  std::setlocale(LC_CTYPE, "");
+  std::setlocale(LC_TIME, "");
+  for (const int number : {SIGUSR1, SIGUSR2, SIGHUP}) ignoreSignal(number);
+  ArgumentList& arguments = ArgumentList::OfProcess();
+  arguments = ArgumentList(argc, argv);
+  return Run(argc > 0 ? argv[0] : nullptr, joined(arguments));
+}
+
+std::int32_t Application::Run(const FileString& program, const StringBase<char>& commandLine) {
+  try {
+    Application* const application = GetApplication();
+    if (application == nullptr) throw std::logic_error("no application object");
+    application->m_programPath = absoluteProgram(program);
+    application->m_commandLine = commandLine;
+    GetLanguage();  // decided here, before the program can start a thread or change its environment
+    std::int32_t result = 0;
+    if (application->Init()) {
+      application->LoadLanguageModuleIfPresent();
+      result = application->Main();
+    }
+    if (application->Exit()) return result;
+  } catch (const std::exception& e) {
+    if (Application* const application = GetApplication()) {
+      application->HandleException(e);
+      Terminate(s_statusException);
+    }
+    lastWords() << "Aborted: " << e.what() << std::endl;
+    Terminate(s_statusWithoutApplication);
+  }
+  Terminate(s_statusExitFailed);
+}
+
+void Application::LoadLanguageModuleIfPresent() {
+  const StringBase<char> language = LanguageName();
+  if (language.empty() || language == Language::NameOf(Language::english) || platform::hasRaisedRights())
+    return;
+  const FileString path = LanguageLibraryPath(language, nullptr);
+  if (!isFile(path)) return;
+  try {
+    LoadLanguageModule();
+  } catch (const Exception&) {
+    Console::Get() << message(s_messageLanguageModule, path) << std::endl
+                   << message(s_messageModuleIgnored, {}) << std::endl;
+  }
+}
+
+std::int64_t Application::HandleException(const std::exception& e) {
+  Console& console = lastWords();
+  if (const auto* const abort = dynamic_cast<const AbortException*>(&e)) {
+    if (abort->GetCode() == s_abortedByUser)
+      console << s_clearLine << message(s_messageAborted, GetName()) << std::endl;
+    Terminate(exitStatus(abort->GetCode()));
+  }
+  if (const auto* const exception = dynamic_cast<const Exception*>(&e)) {
+    console << e.what() << std::endl;
+    return exception->GetCode();
+  }
+  console << GetName() << ": " << e.what() << std::endl;
+  return 0;
+}
+
+void Application::Terminate(int status) {
+  try {
+    Console::Destroy();
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    // The console could not be taken down; the process ends all the same.
+  }
+  std::exit(status);
+}
+
+std::uint32_t Application::GetLanguage() { return Language::OfUser(); }
+
+const char* Application::GetLanguageNameOf(std::uint32_t code) noexcept { return Language::NameOf(code); }
+
+}  // namespace tvk
