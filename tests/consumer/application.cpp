@@ -12,7 +12,7 @@
 namespace {
 
 class Options : public tvk::CommandLineParsing {
-  bool HandleOption() override { return Accept("known"); }
+  bool HandleOption() override { return Accept('k'); }
 };
 
 class Consumer : public tvk::Application {

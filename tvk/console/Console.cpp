@@ -39,42 +39,44 @@ class Formatted {
   Formatted(const char* format, va_list values) {
     va_list again;
     va_copy(again, values);
-    const int length = std::vsnprintf(m_short, sizeof m_short, format, values);
-    m_isValid = length >= 0;
-    m_size = m_isValid ? static_cast<std::size_t>(length) : 0;
-    if (m_size >= sizeof m_short) {
-      m_long.reset(new (std::nothrow) char[m_size + 1]);
-      if (m_long != nullptr) std::vsnprintf(m_long.get(), m_size + 1, format, again);
+    m_length = std::vsnprintf(m_short, sizeof m_short, format, values);
+    const bool isLong = m_length >= static_cast<int>(sizeof m_short);
+    if (isLong) {
+      const std::size_t room = static_cast<std::size_t>(m_length) + 1;
+      m_long.reset(new (std::nothrow) char[room]);
+      if (m_long != nullptr) m_length = std::min(m_length, std::vsnprintf(m_long.get(), room, format, again));
     }
     va_end(again);
-    if (m_size >= sizeof m_short && m_long == nullptr) throw Exception::Of(1014);
+    if (isLong && m_long == nullptr) throw Exception::Of(1014);
   }
 
-  bool IsValid() const { return m_isValid; }
-  std::string_view Text() const { return {Data(), m_size}; }
+  bool IsValid() const { return m_length >= 0; }
+  std::string_view Text() const { return {Data(), Size()}; }
   std::string_view Line() {
-    Data()[m_size] = '\n';  // over the terminating zero
-    return {Data(), m_size + 1};
+    Data()[Size()] = '\n';  // over the terminating zero
+    return {Data(), Size() + 1};
   }
 
  private:
+  std::size_t Size() const { return static_cast<std::size_t>(m_length); }
   char* Data() { return m_long != nullptr ? m_long.get() : m_short; }
   const char* Data() const { return m_long != nullptr ? m_long.get() : m_short; }
 
   char m_short[512];
   std::unique_ptr<char[]> m_long;
-  std::size_t m_size = 0;
-  bool m_isValid = false;
+  int m_length = 0;
 };
 
 const char* orEmpty(const char* format) { return format != nullptr ? format : ""; }
 
-// Standard input gives single keys for the life of this object, when it is a terminal that this process may change.
+// Standard input gives single keys for the life of this object, when it is a terminal that this process may
+// change.
 class KeyMode {
  public:
   explicit KeyMode(bool takesInterrupt) {
     if (IsInBackground(STDIN_FILENO)) return;
-    // The interrupt key goes first and comes back last: it must not end the process while the mode is changed.
+    // The interrupt key goes first and comes back last: it must not end the process while the mode is
+    // changed.
     if (takesInterrupt) {
       m_tookInterrupt = SetInterruptKey(STDIN_FILENO, NoInterruptKey(), &m_interruptKey) == 0;
     }
@@ -184,8 +186,8 @@ std::pair<std::string, std::size_t> fitToColumns(std::string_view text, std::siz
 
 }  // namespace
 
-// An initialised console and its output lock. With an output function there is no lock to hold: the buffer calls the
-// function, and that may use the console.
+// An initialised console and its output lock. With an output function there is no lock to hold: the buffer
+// calls the function, and that may use the console.
 class Console::OutputGuard {
  public:
   explicit OutputGuard(Console& console)
@@ -366,10 +368,10 @@ void Console::Printf(const char* format, ...) {
 void Console::VPrintf(const char* format, va_list values) {
   const Formatted text(orEmpty(format), values);
   const OutputGuard guard(*this);
-  if (text.IsValid()) {
-    write(text.Text().data(), static_cast<std::streamsize>(text.Text().size()));
-  } else {
+  if (!text.IsValid()) {
     setstate(std::ios::failbit);
+  } else if (!PutPlain(guard.Buffer(), text.Text())) {
+    write(text.Text().data(), static_cast<std::streamsize>(text.Text().size()));
   }
 }
 
@@ -398,8 +400,15 @@ void Console::VPrintLine(const char* format, va_list values) {
   if (isPageFull) PauseIfFull(0);
 }
 
-// What inserting into the stream does around the writing: nothing on a bad stream, and the bad bit for what is thrown.
+// The short way round the stream, when neither it nor the buffer has anything to add.
+bool Console::PutPlain(ConsoleStreamBuf& buffer, std::string_view text) {
+  return good() && tie() == nullptr && rdbuf() == &buffer && buffer.PutPlain(text);
+}
+
+// What inserting into the stream does around the writing: nothing on a bad stream, and the bad bit for what
+// is thrown.
 void Console::PutLine(ConsoleStreamBuf& buffer, std::string_view line) {
+  if (PutPlain(buffer, line)) return;
   const std::ostream::sentry isReady(*this);
   if (!isReady) return;
   try {

@@ -17,20 +17,22 @@
 
 namespace tvk {
 
-// A text stream over the process-wide ConsoleStreamBuf that knows the screen's size and can pause after a page.
+// A text stream over the process-wide ConsoleStreamBuf that knows the screen's size and can pause after a
+// page.
 //
 // Init() is optional: every other operation initialises with flags 0 when nobody did, and only the first
-// initialisation counts. While the buffer has an output function the console stays uninitialised: its size is 0,
-// nothing is cleared and no page is ever full, but explicit calls of Init() set their flags.
+// initialisation counts. While the buffer has an output function the console stays uninitialised: its size is
+// 0, nothing is cleared and no page is ever full, but explicit calls of Init() set their flags.
 //
-// Keys     0 to 255, or -1: no terminal input wanted, end of input, or a read error. They come from descriptor 0,
-//          after what the C library's stdin has read ahead. A terminal is switched to single keys for the time of
-//          the read and then put back, but not while this process is in the background. Its own echo stays as it is.
-// Errors   Ctrl-C under FlagInterrupt throws AbortException with code 11; want of memory while formatting throws
-//          Exception 1014. Other failures of the terminal are reported to standard error ("ICANON", "select").
-//          Failed writes are told by ConsoleStreamBuf::WriteError().
-// Threads  Operations may be called by several threads: Printf and PrintLine write their text whole, one thread at a
-//          time reads keys. Inserting with << is for one thread at a time.
+// Keys     0 to 255, or -1: no terminal input wanted, end of input, or a read error. They come from
+//          descriptor 0, after what the C library's stdin has read ahead. A terminal is switched to single
+//          keys for the time of the read and then put back, but not while this process is in the background.
+//          Its own echo stays as it is.
+// Errors   Ctrl-C under FlagInterrupt throws AbortException with code 11; want of memory while formatting
+//          throws Exception 1014. Other failures of the terminal are reported to standard error ("ICANON",
+//          "select"). Failed writes are told by ConsoleStreamBuf::WriteError().
+// Threads  Operations may be called by several threads: Printf and PrintLine write their text whole, one
+//          thread at a time reads keys. Inserting with << is for one thread at a time.
 // Lifetime Get() makes the process-wide one; Destroy() ends it. The destructor does not throw.
 //
 //   tvk::Console& console = tvk::Console::Get();
@@ -43,10 +45,9 @@ class TVK_EXPORT Console : public std::iostream {
   static constexpr std::uint32_t FlagPage = 1;    // pause after a page
   static constexpr std::uint32_t FlagPauses = 2;  // the same
   static constexpr std::uint32_t FlagEcho = 8;    // line-oriented: no line is blanked, Ctrl-C shows as "^C"
-  static constexpr std::uint32_t FlagSystemLog = 16;   // write to the system log; no terminal input
-  static constexpr std::uint32_t FlagNoTerminal = 64;  // Init only: neither read nor write the terminal
-  static constexpr std::uint32_t FlagTerminalSize =
-      0x100;  // as TakeTerminalSize(); switching it off does nothing
+  static constexpr std::uint32_t FlagSystemLog = 16;        // write to the system log; no terminal input
+  static constexpr std::uint32_t FlagNoTerminal = 64;       // Init only: neither read nor write the terminal
+  static constexpr std::uint32_t FlagTerminalSize = 0x100;  // as TakeTerminalSize(); cannot be switched off
   // For WaitKey() and PollKey():
   static constexpr std::uint32_t FlagInterrupt = 4;  // Ctrl-C arrives as a key and throws AbortException
 
@@ -56,11 +57,10 @@ class TVK_EXPORT Console : public std::iostream {
   Console& operator=(const Console&) = delete;
   ~Console() override;
 
- protected:
-  // Writes "[Press any key to continue]" (message 55377) without a line end. May write lines: they do not pause.
+  // Writes "[Press any key to continue]" (message 55377) without a line end. May write lines: they do not
+  // pause.
   virtual void ShowPausePrompt();
 
- public:
   // The process-wide console, made by whoever asks first.
   static Console& Get();
   // The process-wide console, or null.
@@ -75,39 +75,41 @@ class TVK_EXPORT Console : public std::iostream {
 
   // --- Input
 
-  // Waits for a key. Without FlagInterrupt nothing is done about Ctrl-C: it raises SIGINT. The second value has no
-  // effect.
+  // Waits for a key. Without FlagInterrupt nothing is done about Ctrl-C: it raises SIGINT. The second value
+  // has no effect.
   int WaitKey(std::uint32_t flags = 0, std::uint32_t unused = 0);
   // The key that is there, or 0. A zero byte cannot be told from no key.
   int PollKey(std::uint32_t flags = 0);
-  // Reads one word, delimited by ASCII white space, from the C library's stdin into `word` and answers its length; 0
-  // with `word` empty at the end of input. The delimiter stays unread, and so does what exceeds 1 MiB.
+  // Reads one word, delimited by ASCII white space, from the C library's stdin into `word` and answers its
+  // length; 0 with `word` empty at the end of input. The delimiter stays unread, and so does what exceeds 1
+  // MiB.
   std::size_t ReadLine(StringBase<char>& word);
-  // Asks for one of the characters of `choices`: "QUESTION (CHOICES) [DEFAULT]". Reads keys until one is a choice or
-  // the default, in either case; Enter, the end of input and a console without input mean the default. The answer
-  // is spelled as in `choices`. Without a default (zero) Enter is no answer and the end of input answers zero.
-  // Ctrl-C throws AbortException.
+  // Asks for one of the characters of `choices`: "QUESTION (CHOICES) [DEFAULT]". Reads keys until one is a
+  // choice or the default, in either case; Enter, the end of input and a console without input mean the
+  // default. The answer is spelled as in `choices`. Without a default (zero) Enter is no answer and the end
+  // of input answers zero. Ctrl-C throws AbortException.
   char Ask(const StringBase<char>& question, const StringBase<char>& choices, char defaultChoice);
   // What Ctrl-C does: shows "^C" or clears the line, then throws AbortException with code 11.
   [[noreturn]] void Interrupted();
 
   // --- Output
 
-  // Formats as vsnprintf. A text that cannot be formatted (a wide character that the locale lacks) writes nothing
-  // and sets the stream's fail bit. A null format is empty.
+  // Formats as vsnprintf. A text that cannot be formatted (a wide character that the locale lacks) writes
+  // nothing and sets the stream's fail bit. A null format is empty.
   void Printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void VPrintf(const char* format, va_list values) __attribute__((format(printf, 2, 0)));
   // Printf(), then NewLine().
   void PrintLine(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void VPrintLine(const char* format, va_list values) __attribute__((format(printf, 2, 0)));
-  // Ends the line, counts it, and pauses when paging is on and the page is full (one line less than the screen).
+  // Ends the line, counts it, and pauses when paging is on and the page is full (one line less than the
+  // screen).
   void NewLine();
   // Pauses unless `count` more lines stay below a full page, whether paging is on or not.
   void NeedLines(std::uint32_t count);
   // Shows the prompt, waits for a key, clears the line and starts a new page.
   void Pause();
-  // Blanks the line: a carriage return to standard error, blanks and a carriage return to standard output, wherever
-  // the buffer writes. A line-oriented console ends the line instead, with `keepByLineEnd`.
+  // Blanks the line: a carriage return to standard error, blanks and a carriage return to standard output,
+  // wherever the buffer writes. A line-oriented console ends the line instead, with `keepByLineEnd`.
   void ClearLine(bool keepByLineEnd);
 
   // --- The terminal
@@ -117,9 +119,9 @@ class TVK_EXPORT Console : public std::iostream {
   bool TakeTerminalSize();
   // Whether text reaches a terminal: not the log, an output function, a file or a pipe.
   bool WritesToTerminal();
-  // Shows the formatted text in the current line, over the progress text before; whatever is written next removes
-  // it. Silent when the console does not write to a terminal or is line-oriented. Cut to the width; control
-  // characters show as blanks. Not counted, not copied.
+  // Shows the formatted text in the current line, over the progress text before; whatever is written next
+  // removes it. Silent when the console does not write to a terminal or is line-oriented. Cut to the width;
+  // control characters show as blanks. Not counted, not copied.
   void Progress(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void ClearProgress();
 
@@ -146,6 +148,7 @@ class TVK_EXPORT Console : public std::iostream {
   void ApplyFlags(ConsoleStreamBuf& buffer, std::uint32_t flags, bool on);
   int ReadKey(std::uint32_t flags, bool wait);
   void Write(std::string_view text);
+  bool PutPlain(ConsoleStreamBuf& buffer, std::string_view text);
   void PutLine(ConsoleStreamBuf& buffer, std::string_view line);
   bool CountLine();
   bool IsPageFull(std::uint32_t moreLines) const noexcept;

@@ -11,6 +11,7 @@
 #include <ios>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tvk {
 namespace {
@@ -174,7 +175,6 @@ void ConsoleStreamBuf::PutLine(std::string_view line) {
   }
 }
 
-// The short way: true when standard output is all there is to write to.
 bool ConsoleStreamBuf::PutPlain(std::string_view text) {
   if (!m_isPlain.load(std::memory_order_acquire)) return false;
   const FileLock output(stdout);
@@ -247,9 +247,9 @@ void ConsoleStreamBuf::WriteRaw(std::string_view text) {
 
 void ConsoleStreamBuf::BlankLine(std::size_t columns) {
   const Lock lock(m_lock);
+  const FileLock output(stdout);  // from here on: nobody writes between the two
   std::fputc('\r', stderr);
   std::fflush(stderr);
-  const FileLock output(stdout);
   SetProgressColumns(0);
   WriteRaw(std::string(columns, ' ') + '\r');
 }

@@ -163,11 +163,11 @@ int takeReadAhead(std::FILE* file) {
 }
 
 bool writeThrough(std::FILE* file, std::string_view text) {
-  const bool isTaken = fwrite_unlocked(text.data(), 1, text.size(), file) == text.size();
-  const int takeError = errno;
-  const bool isFlushed = fflush_unlocked(file) == 0;
-  if (!isTaken) errno = takeError;
-  return isTaken && isFlushed;
+  if (fwrite_unlocked(text.data(), 1, text.size(), file) == text.size()) return fflush_unlocked(file) == 0;
+  const int error = errno;
+  fflush_unlocked(file);
+  errno = error;
+  return false;
 }
 
 // The standard buffer opens by name alone and with modes of its own; the one that takes a descriptor is an extension,

@@ -53,14 +53,16 @@ TVK_EXPORT int openInterfaceSocket() noexcept;
 // The IPv4 addresses of the configured interfaces, in network order; none when the host does not tell.
 TVK_EXPORT std::vector<std::array<std::uint8_t, 4>> interfaceAddresses(int socket);
 
-// The columns and lines of the screen behind a descriptor; false, and both untouched, when the host does not tell.
+// The columns and lines of the screen behind a descriptor; false, and both untouched, when the host does not
+// tell.
 TVK_EXPORT bool terminalSize(int fd, std::uint32_t& columns, std::uint32_t& lines) noexcept;
 
-// The next byte of what `file` has read ahead, 0 to 255, or -1 when there is none or another thread reads from
-// it. Reads nothing new.
+// The next byte of what `file` has read ahead, 0 to 255, or -1 when there is none or another thread reads
+// from it. Reads nothing new.
 TVK_EXPORT int takeReadAhead(std::FILE* file);
 
-// Writes and flushes; the caller holds the lock of `file`. False with errno set when not everything was written.
+// Writes and flushes; the caller holds the lock of `file`. False with errno set when not everything was
+// written.
 TVK_EXPORT bool writeThrough(std::FILE* file, std::string_view text);
 
 // Makes a closed stream buffer the owner of an open descriptor. False, with errno set, when it cannot; the
