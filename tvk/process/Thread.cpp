@@ -1,5 +1,6 @@
 #include <tvk/process/CriticalSection.h>
 #include <tvk/process/Thread.h>
+#include <tvk/process/detail/Sanitizers.h>
 
 #include <pthread.h>
 #include <sched.h>
@@ -11,22 +12,11 @@
 #include <limits>
 #include <utility>
 
-#if defined(__has_feature)
-#define TVK_HAS_FEATURE(x) __has_feature(x)
-#else
-#define TVK_HAS_FEATURE(x) 0
-#endif
-
 namespace tvk {
 namespace {
 
 // Sanitizers put much more on the stack.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || TVK_HAS_FEATURE(address_sanitizer) || \
-    TVK_HAS_FEATURE(thread_sanitizer)
-constexpr std::size_t s_joinableStackSize = 0x200000;
-#else
-constexpr std::size_t s_joinableStackSize = 0x20000;
-#endif
+constexpr std::size_t s_joinableStackSize = TVK_ADDRESS_SANITIZER || TVK_THREAD_SANITIZER ? 0x200000 : 0x20000;
 
 // Keeps cancellation away from a scope. The end of the scope is where a request that came meanwhile strikes,
 // hence noexcept(false).

@@ -1,0 +1,104 @@
+#include <tvk/process/Singleton.h>
+#include <tvk/process/SystemInfo.h>
+
+#include <gmock/gmock.h>
+#include <ifaddrs.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "support/Support.h"
+
+namespace {
+
+using tvk::SystemInfo;
+using tvk::SystemInfoImpl;
+
+TEST(SystemInfo, MachineAndUser) {
+  const auto uname = support::runCommand("echo \"$(uname -srv) - $(uname -m)\"; uname -n").output;
+  tvk::StringBase<char> name = "before";
+  EXPECT_TRUE(SystemInfo::GetHostName(name, true) && SystemInfo::FillPathConventions());
+  EXPECT_EQ(SystemInfo::GetOsDescription() + "\n" + name + "\n", uname);
+  EXPECT_EQ(SystemInfo::GetDirectorySeparator() + SystemInfo::GetSearchPathSeparator(), "/:");
+  for (const char* value : {"", ":0"}) {
+    const support::ScopedVariable display("DISPLAY", value);
+    EXPECT_EQ(SystemInfo::HasDisplay(), *value != '\0');
+  }
+  const bool isRoot = getuid() == 0;
+  EXPECT_EQ(SystemInfo::IsAdministrator(), isRoot);
+  const auto dropped = [] { return setuid(65534) == 0 && SystemInfo::IsAdministrator() ? 0 : 1; };
+  EXPECT_EQ(support::inChild(dropped).status, isRoot ? 0 : 1) << "kept, whatever became of the privileges";
+}
+
+TEST(SystemInfo, TimesAndErrors) {
+  timespec before, after;
+  clock_gettime(CLOCK_MONOTONIC, &before);
+  const auto ticks = static_cast<std::int64_t>(SystemInfo::GetTickCount());
+  clock_gettime(CLOCK_MONOTONIC, &after);
+  EXPECT_LE(before.tv_sec * 1000 + before.tv_nsec / 1'000'000, ticks);
+  EXPECT_LE(ticks, after.tv_sec * 1000 + after.tv_nsec / 1'000'000);
+
+  const support::ScopedVariable zone("TZ", "Europe/Berlin");
+  std::tm time{};
+  time.tm_year = 124, time.tm_mon = 5, time.tm_mday = 31, time.tm_hour = 12;
+  for (time.tm_isdst = -1; time.tm_isdst < 2; ++time.tm_isdst) EXPECT_EQ(SystemInfo::ToUtc(time), 1719835200);
+
+  errno = ENOENT;
+  EXPECT_EQ(SystemInfo::SetLastError(EIO), ENOENT);
+  EXPECT_EQ(SystemInfo::GetErrorText(4711), "Unknown error 4711");
+  EXPECT_EQ(SystemInfo::GetLastError(), EIO);
+  for (const int code : {0, ENOENT, -1}) EXPECT_EQ(SystemInfo::GetErrorText(code), strerror(code));
+}
+
+TEST(SystemInfo, InterfaceAddresses) {
+  std::vector<tvk::HostAddress> expected, list(3), kept(1), fresh(1), again(1);
+  ifaddrs* found = nullptr;
+  ASSERT_EQ(getifaddrs(&found), 0);
+  for (const ifaddrs* at = found; at != nullptr; at = at->ifa_next)
+    if (at->ifa_addr != nullptr && at->ifa_addr->sa_family == AF_INET)
+      expected.emplace_back(std::span(reinterpret_cast<const std::uint8_t*>(at->ifa_addr) + 4, 4));
+  freeifaddrs(found);
+  const support::DescriptorWatch watch;
+  EXPECT_TRUE(SystemInfo::GetInterfaceAddresses(list, false));
+  EXPECT_THAT(list, testing::UnorderedElementsAreArray(expected));
+
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none{0, limit.rlim_max};  // no sockets any more
+  setrlimit(RLIMIT_NOFILE, &none);
+  const bool keptIsTrue = SystemInfo::GetInterfaceAddresses(kept, true);
+  const bool freshIsTrue = SystemInfo::GetInterfaceAddresses(fresh, false);
+  const bool againIsTrue = SystemInfo::GetInterfaceAddresses(again, true);
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_TRUE(kept == list && keptIsTrue == !list.empty());
+  EXPECT_TRUE(fresh.empty() && again.empty() && !freshIsTrue && !againIsTrue);
+}
+
+TEST(SystemInfo, ServicePublishesOnlyWhenNobodyAskedBefore) {
+  const auto child = support::inChild([] {
+    tvk::StringBase<char> name;
+    tvk::AutoInit<SystemInfoImpl> service;
+    const auto isStill = [&name](const SystemInfoImpl* object) {
+      return &SystemInfoImpl::Get() == object && SystemInfo::GetHostName(name);
+    };
+    tvk::Singleton::DestroyAll();
+    service.Init();
+    const SystemInfoImpl* object = &SystemInfoImpl::Get();
+    service.Init();
+    tvk::Singleton::DestroyAll();  // owns nothing of the service
+    if (!isStill(object)) return 1;
+    service.Exit(), service.Exit();
+    object = &SystemInfoImpl::Get();
+    service.Init();
+    if (!isStill(object)) return 2;
+    service.Exit();
+    if (!isStill(object)) return 3;
+    tvk::Singleton::DestroyAll();
+    return isStill(&SystemInfoImpl::Get()) ? 0 : 4;
+  });
+  EXPECT_EQ(child.status, 0) << child.errors;
+}
+
+}  // namespace
