@@ -25,8 +25,8 @@ class Consumer : public tvk::Application {
     if (!gzip.Compress(zed::ByteBuffer(std::string(4096, 'z'))) || !gunzip.Decompress(gzip.Result()))
       return 1;
     tvk::File file(GetProgramPath() + ".out");
-    file.replaceContents(gunzip.Result().Data(), gunzip.Result().Size());
-    file.open(tvk::ModeRead);
+    file.create();
+    file.write(gunzip.Result().Data(), gunzip.Result().Size());
     tvk::Console& console = tvk::Console::Get();
     console.PrintLine("%d bytes", static_cast<int>(file.size()));
     console.PrintLine("%.10s", tvk::DateTimeO::FromUnixTime(1'000'000'000, 0).ToRfc3339().c_str());
