@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include <tvk/text/Exception.h>
@@ -75,6 +76,17 @@ std::int64_t thrownCode(Work&& work) {
     return e.GetCode();
   }
   return 0;
+}
+
+// The exception of this class that `work` throws; a text about its absence is thrown when there is none.
+template <class E, class Work>
+E thrown(Work&& work) {
+  try {
+    work();
+  } catch (const E& e) {
+    return e;
+  }
+  throw std::logic_error("nothing was thrown");
 }
 
 // The text of the exception that `work` throws, behind the first " - ": the message alone. Empty when none.

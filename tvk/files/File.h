@@ -117,11 +117,12 @@ class TVK_EXPORT File {
   // Puts new contents in place of the file of this name, or makes it, in one step: whoever opens it sees the old
   // contents or the whole new ones, also after a crash. `write` fills a fresh file in the same folder, named
   // ".NAME.new-" and six characters; it is forced to disk, renamed, and the folder forced to disk. Whatever is
-  // thrown on the way, also by `write`, leaves the old contents and removes the fresh file; only a failure to
-  // force the folder (1010) comes after the change.
+  // thrown on the way (1010 when the fresh file cannot be made or renamed), also by `write`, leaves the old contents
+  // and removes the fresh file; only a failure to force the folder comes after the change.
   //   - The mode of the old file is kept, and its owner as far as permitted. A symbolic link stays: the file it
   //     leads to is replaced. Other links to the old file, and handles on it, keep the old contents.
-  //   - ModeNoOverwrite: 1029 when the name exists; ModeMustExist: 1001 when it does not. 1016 for a folder.
+  //   - ModeNoOverwrite: 1029 when the name exists; ModeMustExist: 1001 when it does not. 1016 for what is
+  //     no regular file.
   void replaceContents(const std::function<void(File&)>& write, std::uint32_t mode = 0);
   void replaceContents(const void* data, std::size_t count, std::uint32_t mode = 0);
 

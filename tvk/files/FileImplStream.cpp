@@ -5,12 +5,12 @@
 #include <tvk/process/Platform.h>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <limits>
 
 // Every operation clears errno first: what the stream refuses by itself sets none, and a value left over from
@@ -20,6 +20,27 @@ namespace tvk {
 namespace {
 
 constexpr std::streamoff nowhere = -1;
+
+// The memory of a stream buffer. Small values are copied from and to it without a call into the buffer, which costs
+// as much as everything else together.
+struct BufferMemory : std::filebuf {
+  static bool put(std::filebuf& buffer, const void* data, std::size_t count) {
+    char* const next = (buffer.*&BufferMemory::pptr)();
+    if (count == 0 || count >= static_cast<std::size_t>((buffer.*&BufferMemory::epptr)() - next))
+      return false;
+    std::memcpy(next, data, count);
+    (buffer.*&BufferMemory::pbump)(static_cast<int>(count));
+    return true;
+  }
+
+  static bool get(std::filebuf& buffer, void* data, std::size_t count) {
+    const char* const next = (buffer.*&BufferMemory::gptr)();
+    if (count == 0 || count > static_cast<std::size_t>((buffer.*&BufferMemory::egptr)() - next)) return false;
+    std::memcpy(data, next, count);
+    (buffer.*&BufferMemory::gbump)(static_cast<int>(count));
+    return true;
+  }
+};
 
 std::streamoff currentOffset(std::filebuf& buffer) { return buffer.pubseekoff(0, std::ios_base::cur); }
 
@@ -32,12 +53,8 @@ void FileImpl::close() {}
 FileImplStream::FileImplStream() = default;
 
 FileImplStream::~FileImplStream() {
-  const int error = errno;
-  int cancelState = 0;  // a thread that is cancelled now must not unwind out of a destructor
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+  const platform::QuietScope quiet;
   release();
-  pthread_setcancelstate(cancelState, nullptr);
-  errno = error;
 }
 
 void FileImplStream::open(const FileString& path, std::uint32_t mode) {
@@ -55,7 +72,7 @@ void FileImplStream::adopt(const FileString& path, int descriptor, std::uint32_t
   try {
     prepare(path, mode);
   } catch (...) {
-    ::close(descriptor);
+    platform::closeQuietly(descriptor);
     throw;
   }
   attach(descriptor);
@@ -109,36 +126,44 @@ void FileImplStream::attach(int descriptor) {
 std::size_t FileImplStream::read(void* buffer, std::size_t count) {
   const CriticalSectionLock hold(m_lock);
   errno = 0;
-  requireOpen(1009);
-  if (!m_reading || count == 0) return 0;
-  flushOutput();
-  m_direction = Direction::Reading;
+  if (m_direction != Direction::Reading && !startReading()) return 0;
+  if (BufferMemory::get(*rdbuf(), buffer, count)) return count;
   constexpr std::size_t most = std::numeric_limits<std::streamsize>::max();
   try {
     const std::streamsize got =
         rdbuf()->sgetn(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(count, most)));
-    if (got == 0) m_direction = Direction::None;
+    if (got == 0 && count != 0) m_direction = Direction::None;
     return static_cast<std::size_t>(got);
   } catch (const std::ios_base::failure& e) {
-    errno = e.code().category() == std::system_category() ? e.code().value() : 0;
+    errno = e.code().category() == std::iostream_category() ? 0 : e.code().value();
   }
   raise(1009);
+}
+
+bool FileImplStream::startReading() {
+  requireOpen(1009);
+  if (!m_reading) return false;
+  flushOutput();
+  m_direction = Direction::Reading;
+  return true;
 }
 
 void FileImplStream::write(const void* data, std::size_t count) {
   const CriticalSectionLock hold(m_lock);
   errno = 0;
-  requireOpen(1010);
-  if (!m_output) raise(1010);
   if (m_direction != Direction::Writing) startWriting();
-  const std::streamsize put =
-      rdbuf()->sputn(static_cast<const char*>(data), static_cast<std::streamsize>(count));
-  if (static_cast<std::size_t>(put) != count) failOutput();
+  if (!BufferMemory::put(*rdbuf(), data, count)) {
+    const std::streamsize put =
+        rdbuf()->sputn(static_cast<const char*>(data), static_cast<std::streamsize>(count));
+    if (static_cast<std::size_t>(put) != count) failOutput();
+  }
   m_written += count;
 }
 
 // The standard wants a positioning between reading and writing.
 void FileImplStream::startWriting() {
+  requireOpen(1010);
+  if (!m_output) raise(1010);
   const std::streamoff here = currentOffset(*rdbuf());
   if (m_direction == Direction::Reading && (here == nowhere || rdbuf()->pubseekpos(here) == nowhere))
     raise(1010);
@@ -152,12 +177,15 @@ void FileImplStream::startWriting() {
 void FileImplStream::takeBackOutput() {
   const int error = errno;
   struct stat status;
-  const bool canReturn = (m_mode & ModeAppend) == 0 && fstat(m_descriptor, &status) == 0 &&
+  const bool canReturn = rdbuf()->is_open() && (m_mode & ModeAppend) == 0 &&
+                         fstat(m_descriptor, &status) == 0 &&
                          (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
   const std::streamoff reached = lseek(m_descriptor, 0, SEEK_CUR);
   const std::streamoff waiting = currentOffset(*rdbuf()) - reached;
-  if (!canReturn || lseek(m_descriptor, static_cast<off_t>(m_written) - waiting, SEEK_SET) < 0)
+  if (!canReturn || lseek(m_descriptor, static_cast<off_t>(m_written) - waiting, SEEK_SET) < 0) {
     setstate(badbit);
+    m_direction = Direction::None;
+  }
   errno = error;
 }
 
@@ -242,12 +270,15 @@ void FileImplStream::flush() {
   errno = 0;
   requireOpen(1010);
   flushOutput();
-  int result;
-  do {
-    result = fsync(m_descriptor);
-  } while (result != 0 && errno == EINTR);
-  const bool nothingToForce = errno == EINVAL || errno == EROFS || errno == ENOTSUP;
-  if (result != 0 && !nothingToForce) raise(1010);
+  if (!forceToDisk(m_descriptor)) raise(1010);
+}
+
+bool FileImplStream::forceToDisk(int descriptor) noexcept {
+  while (fsync(descriptor) != 0) {
+    if (errno == EINVAL || errno == EROFS || errno == ENOTSUP) break;
+    if (errno != EINTR) return false;
+  }
+  return true;
 }
 
 void FileImplStream::truncate() {

@@ -42,7 +42,12 @@ class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<cha
   // body from the call on, also when the call fails.
   void adopt(const FileString& path, int descriptor, std::uint32_t mode);
 
+  // Forces what the system holds of an open file or folder to disk. True also for what has nothing to force, such as
+  // a device; false leaves the reason in errno.
+  static bool forceToDisk(int descriptor) noexcept;
+
  private:
+  // Reading and Writing only while the stream is open, allows it and was not given up.
   enum class Direction : std::uint8_t { None, Reading, Writing };
 
   [[noreturn]] void raise(std::int64_t defaultCode) const;
@@ -53,6 +58,7 @@ class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<cha
   bool hasPosition() const TVK_REQUIRES(m_lock);
   std::uint64_t position() TVK_REQUIRES(m_lock);
   void seekTo(std::streamoff offset, std::ios_base::seekdir from, std::int64_t code) TVK_REQUIRES(m_lock);
+  bool startReading() TVK_REQUIRES(m_lock);
   void startWriting() TVK_REQUIRES(m_lock);
   void takeBackOutput() TVK_REQUIRES(m_lock);
   [[noreturn]] void failOutput() TVK_REQUIRES(m_lock);

@@ -5,6 +5,7 @@
 #include <link.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sys/auxv.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -175,9 +176,7 @@ bool writeThrough(std::FILE* file, std::string_view text) {
 bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openmode way) {
   buffer = __gnu_cxx::stdio_filebuf<char>(descriptor, way);
   if (!buffer.is_open()) {
-    const int error = errno;
-    close(descriptor);
-    errno = error;
+    closeQuietly(descriptor);
     return false;
   }
   buffer.pubimbue(std::locale::classic());
@@ -188,7 +187,28 @@ void disconnectDescriptor(int descriptor) noexcept {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nowhere < 0) return;
   dup3(nowhere, descriptor, O_CLOEXEC);
-  close(nowhere);
+  closeQuietly(nowhere);
+}
+
+QuietScope::QuietScope() noexcept : m_error(errno) {
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
+}
+
+QuietScope::~QuietScope() {
+  pthread_setcancelstate(m_cancelState, nullptr);
+  errno = m_error;
+}
+
+void closeQuietly(int descriptor) noexcept {
+  const QuietScope quiet;
+  if (descriptor >= 0) close(descriptor);
+}
+
+// Not every file system can refuse; a second link refuses everywhere, and the first one then goes.
+bool renameNoReplace(int folder, const char* from, const char* to) noexcept {
+  if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  return linkat(folder, from, folder, to, 0) == 0 && unlinkat(folder, from, 0) == 0;
 }
 
 namespace {

@@ -72,10 +72,31 @@ TVK_EXPORT bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_
 // Makes an open descriptor lead nowhere: what is written to it afterwards is dropped.
 TVK_EXPORT void disconnectDescriptor(int descriptor) noexcept;
 
-// Copies the whole contents of a file just opened into another one; what is a hole stays one where the host can tell. False, with errno, when not everything could be read or written.
+// Copies the whole contents of a file just opened into another one; what is a hole stays one where the host can
+// tell. False, with errno, when not everything could be read or written.
 TVK_EXPORT bool copyContents(int from, int to);
 
 // Copies extended attributes, access lists among them, between two open files, as far as the host permits.
 TVK_EXPORT void copyExtendedAttributes(int from, int to);
+
+// For clean-up: errno is put back at the end of the scope, and until then the thread is not cancelled, since that
+// would unwind out of a destructor.
+class TVK_EXPORT QuietScope {
+ public:
+  QuietScope() noexcept;
+  ~QuietScope();
+  QuietScope(const QuietScope&) = delete;
+  QuietScope& operator=(const QuietScope&) = delete;
+
+ private:
+  int m_error;
+  int m_cancelState = 0;
+};
+
+// Closes a descriptor, if it is one, without a word and as a quiet scope.
+TVK_EXPORT void closeQuietly(int descriptor) noexcept;
+
+// Renames within a folder, unless there is a file of the new name already: then false with EEXIST in errno.
+TVK_EXPORT bool renameNoReplace(int folder, const char* from, const char* to) noexcept;
 
 }  // namespace tvk::platform

@@ -1,0 +1,135 @@
+#include <tvk/files/File.h>
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileImplStream.h>
+#include <tvk/process/Platform.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace tvk {
+namespace {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() { platform::closeQuietly(m_descriptor); }
+  operator int() const noexcept { return m_descriptor; }
+  int release() noexcept { return std::exchange(m_descriptor, -1); }
+
+ private:
+  int m_descriptor;
+};
+
+// A name in a folder that is removed at the end of the scope, unless it went elsewhere.
+struct TemporaryName {
+  ~TemporaryName() {
+    const int error = errno;
+    if (!text.empty()) unlinkat(folder, text.c_str(), 0);
+    errno = error;
+  }
+
+  int folder;
+  std::string text;
+};
+
+// Where the contents are in the end: at the end of symbolic links. `old` is filled when there is such a file.
+FileString findTarget(const FileString& path, struct stat& old, bool& exists) {
+  FileString target = normalisedCopy(path);
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(target.c_str(), nullptr), &std::free);
+  exists = real != nullptr && stat(real.get(), &old) == 0;
+  if (exists) return real.get();
+  const int error = errno;
+  if (real == nullptr && error == ENOENT && lstat(target.c_str(), &old) != 0 && errno == ENOENT)
+    return target;
+  throw FileException::OfSystem(1003, path,
+                                error);  // a link that leads nowhere, a folder that cannot be searched
+}
+
+// A fresh file whose name tells what it was for, should the machine stop before the end.
+int createBeside(TemporaryName& name, const std::string& target, mode_t mode) {
+  constexpr char characters[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+  constexpr std::size_t longestStem = 120;  // some file systems allow names of only 140 bytes
+  const std::string stem = "." + target.substr(0, longestStem) + ".new-";
+  int descriptor = -1;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    unsigned char random[6];
+    if (getentropy(random, sizeof random) != 0) return -1;
+    std::string text = stem;
+    for (const unsigned char byte : random) text += characters[byte % (sizeof characters - 1)];
+    descriptor = openat(name.folder, text.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    if (descriptor >= 0) name.text = std::move(text);
+    if (descriptor >= 0 || errno != EEXIST) break;
+  }
+  return descriptor;
+}
+
+// Gives the fresh file the owner and the mode of the old one. Nobody gets rights that the old file did not give.
+void takeOver(int descriptor, const struct stat& old) {
+  mode_t mode = old.st_mode & 07777;
+  if (fchown(descriptor, old.st_uid, old.st_gid) != 0) {
+    mode &= 0777u;
+    if (fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0)
+      mode = (mode & ~070u) | ((mode & 07u) << 3);
+  }
+  fchmod(descriptor, mode);
+}
+
+}  // namespace
+
+void File::replaceContents(const std::function<void(File&)>& write, std::uint32_t mode) {
+  const FileString path = name();
+  if (path.find('\0') != FileString::npos)
+    throw FileException(1016, path);  // the system would see another name
+  struct stat old;
+  bool exists = false;
+  const FileString target = findTarget(path, old, exists);
+  const std::string targetName = fileNamePart(target);
+  if (targetName.empty() || (exists && !S_ISREG(old.st_mode))) throw FileException(1016, path);
+  if (exists && (mode & ModeNoOverwrite) != 0) throw FileException(1029, path);
+  if (!exists && (mode & ModeMustExist) != 0) throw FileException(1001, path);
+
+  const auto check = [&](bool succeeded) {
+    if (!succeeded) throw FileException::OfSystem(1010, path, errno);
+  };
+  const FileString folderPath = target.substr(0, target.size() - targetName.size());
+  const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  check(folder >= 0);
+  TemporaryName fresh{folder, {}};
+  Descriptor contents(createBeside(fresh, targetName, exists ? 0600 : 0666));
+  check(contents >= 0);
+  const Descriptor kept(fcntl(contents, F_DUPFD_CLOEXEC, 0));
+  check(kept >= 0);
+
+  const FileString freshPath = joinedCopy(folderPath, FileString(fresh.text));
+  try {
+    File file(freshPath);
+    file.adopt(contents.release(), ModeRead | ModeWrite);
+    write(file);
+    file.close();
+  } catch (FileException& e) {
+    if (e.fileName() == freshPath) e.setFileName(path);
+    throw;
+  }
+  if (exists) takeOver(kept, old);
+  check(FileImplStream::forceToDisk(kept));
+  check((mode & ModeNoOverwrite) != 0
+            ? platform::renameNoReplace(folder, fresh.text.c_str(), targetName.c_str())
+            : renameat(folder, fresh.text.c_str(), folder, targetName.c_str()) == 0);
+  fresh.text.clear();
+  check(FileImplStream::forceToDisk(folder));
+}
+
+void File::replaceContents(const void* data, std::size_t count, std::uint32_t mode) {
+  replaceContents([&](File& file) { file.write(data, count); }, mode);
+}
+
+}  // namespace tvk
