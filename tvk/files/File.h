@@ -119,7 +119,7 @@ class TVK_EXPORT File {
   // ".NAME.new-" and six characters; it is forced to disk, renamed, and the folder forced to disk. Whatever is
   // thrown on the way (1010 when the fresh file cannot be made or renamed), also by `write`, leaves the old contents
   // and removes the fresh file; only a failure to force the folder comes after the change.
-  //   - The mode of the old file is kept, and its owner as far as permitted. A symbolic link stays: the file it
+  //   - The mode and the access lists of the old file are kept, and its owner as far as permitted. A symbolic link stays: the file it
   //     leads to is replaced. Other links to the old file, and handles on it, keep the old contents.
   //   - ModeNoOverwrite: 1029 when the name exists; ModeMustExist: 1001 when it does not. 1016 for what is
   //     no regular file.

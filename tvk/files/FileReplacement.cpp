@@ -72,14 +72,18 @@ int createBeside(TemporaryName& name, const std::string& target, mode_t mode) {
   return descriptor;
 }
 
-// Gives the fresh file the owner and the mode of the old one. Nobody gets rights that the old file did not give.
-void takeOver(int descriptor, const struct stat& old) {
+// Gives the fresh file the owner, the access lists and the mode of the old one. Nobody gets rights that the old file
+// did not give: where its group cannot be kept, or its lists cannot be read, its group has no more than the others.
+void takeOver(int descriptor, const FileString& target, const struct stat& old) {
   mode_t mode = old.st_mode & 07777;
+  bool keepsGroup = true;
   if (fchown(descriptor, old.st_uid, old.st_gid) != 0) {
     mode &= 0777u;
-    if (fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0)
-      mode = (mode & ~070u) | ((mode & 07u) << 3);
+    keepsGroup = fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) == 0;
   }
+  const Descriptor previous(open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (previous >= 0) platform::copyExtendedAttributes(previous, descriptor);
+  if (!keepsGroup || previous < 0) mode &= ~070u | ((mode & 07u) << 3);
   fchmod(descriptor, mode);
 }
 
@@ -119,7 +123,7 @@ void File::replaceContents(const std::function<void(File&)>& write, std::uint32_
     if (e.fileName() == freshPath) e.setFileName(path);
     throw;
   }
-  if (exists) takeOver(kept, old);
+  if (exists) takeOver(kept, target, old);
   check(FileImplStream::forceToDisk(kept));
   check((mode & ModeNoOverwrite) != 0
             ? platform::renameNoReplace(folder, fresh.text.c_str(), targetName.c_str())
