@@ -16,6 +16,7 @@ struct Arguments : tvk::CommandLineParsing {
     return true;
   }
   std::string text, folder, name;
+  tvk::HostAddress host;
   tvk::DateTimeO moment;
   bool flag = false;
 };
@@ -57,38 +58,25 @@ TEST(CommandLineParsing, ReadsNumbers) {
         "0=>0|  0x1Fg=>31|g  0X1f=>31|  017=>15|  09=>0|9  0-=>0|-  -1=>2005:-1  x=>2021:x  0xg=>2021:0xg  "
         "4294967295,=>4294967295|,  4294967296=>2005:4294967296  9999999999=>1410065407|  \xE9=>2021:\xE9");
   check(VALUE(ReadUnsignedRange(3, 5)), "2=>2005:2  3=>3|  5=>5|  6;=>2005:6;");
-  check(VALUE(ReadUnsignedMax(9)), "9=>9|  10=>2005:10");
-  check(VALUE(ReadUnsignedMax(0)), "4294967295=>4294967295|");
-  check(VALUE(ReadSigned()),
-        "-2147483647=>-2147483647|  -2147483648=>2005:2147483648  --5=>2005:-5  -=>2003:");
+  check(VALUE(ReadSigned()), "-2147483647=>-2147483647|  -2147483648=>2005:2147483648  --5=>2005:-5");
   check(VALUE(ReadSignedRange(-5, 5)), "-5=>-5|  -6=>2005:-6  6=>2005:6");
-  check(VALUE(ReadSignedMax(-3)), "-3=>-3|  -2=>2005:-2");
   check(VALUE(ReadSignedMax(0)), "2147483647=>2147483647|");
   check(VALUE(ReadDigits(8, "err")), "178=>15|8  -1=>2005:err");
   check(VALUE(ReadDigits(10, nullptr)), ":5x=>105|x  \xE9=>185|  a=>49|");
-  check(VALUE(ReadDigits(16, nullptr)), "fFg=>255|g");
-  check(VALUE(ReadDigits(7, nullptr)), "12=>9|");
-  check(VALUE(ReadInt64(0, 10)),
-        "abc=>2021:abc  11=>2005:11  0=>0|   +10b=>10|b  0b1=>0|b1  0xg=>0|xg  08=>0|8");
+  check(VALUE(ReadInt64(0, 10)), "x=>2021:x  11=>2005:11  0=>0|   +10b=>10|b  0b1=>0|b1  0xg=>0|xg  08=>0|8");
   check(VALUE(ReadInt64(1, 10)), "abc=>2005:abc");
   check(VALUE(ReadInt64(least, most)),
         "9223372036854775807=>9223372036854775807|  9223372036854775808=>2005:9223372036854775808  "
         "-0X8000000000000000=>-9223372036854775808|  -99999999999999999999=>-9223372036854775808|");
   check(VALUE(ReadInt64(least + 1, most)), "-99999999999999999999=>2005:-99999999999999999999");
-  check(VALUE(ReadUInt64(0, UINT64_MAX)),
-        "-1=>18446744073709551615|  01777777777777777777777=>18446744073709551615|  "
-        "18446744073709551616=>2005:18446744073709551616   -=>2021: -");
-  check(VALUE(ReadUInt64(0, 9)), "-1=>2005:-1");
+  check(VALUE(ReadUInt64(0, ~0ull)),
+        "-1=>18446744073709551615|  02000000000000000000000=>2005:02000000000000000000000   -=>2021: -");
 }
 
 TEST(CommandLineParsing, ReadsBytesCharactersAndWords) {
-  static unsigned char bytes[3] = {0, 0, 99};
-  check(
-      [](Arguments& a) {
-        return to_string(a.ReadHexBytes(bytes, 2) * 1000000 + bytes[0] * 1000u + bytes[1]);
-      },
-      "0x0a1B=>2010027|  0a1b2c=>2005:0a1b2c  0a1=>2005:0a1  0x=>2005:0x  fFx=>1255027|x  g=>2005:g");
-  EXPECT_EQ(bytes[2], 99);
+  static unsigned char bytes[2];
+  check(VALUE(ReadHexBytes(bytes, 2) * 1000000 + bytes[0] * 1000u + bytes[1]),
+        "0x0a1B=>2010027|  0a1b2c=>2005:0a1b2c  0a1=>2005:0a1  0x=>2005:0x  fFx=>1255027|x  g=>2005:g");
   check(VALUE(ReadChar(true)), " \t\vX=>X|");
   check(VALUE(ReadCharLower(false)), " X=> |X  X=>x|");
   check(VALUE(ExpectChar('a')), "Ab=>a|b  b=>2023:b");
@@ -109,37 +97,31 @@ TEST(CommandLineParsing, ReadsTextsFileNamesAndHosts) {
         "\"a/b=>a/b;a;b|null  /x=>/x;/;x|null  ~bob=>/home/ubob;/home;ubob|null  \"=>2003:  ,=>;;|,");
   unsetenv("HOME");
   EXPECT_EQ(read(file, "~"), "~;;~|null");
-  const Reader host = [address = tvk::HostAddress()](Arguments& a) mutable {
-    return a.ReadHost(address), address.ToText();
-  };
-  check(host, "127.0.0.1;x=>127.0.0.1|;x  LOCALHOST#=>127.0.0.1|#  0:0:1+=>0:0:1::|+  ,=>2001:,;,");
+  check(OUTPUT(ReadHost(a.host), a.host.ToText()),
+        "127.0.0.1;x=>127.0.0.1|;x  LOCALHOST#=>127.0.0.1|#  0:0:1+=>0:0:1::|+  ,=>2001:,;,");
 }
 
 TEST(CommandLineParsing, ReadsDatesAndTimes) {
   const support::ScopedVariable zone("TZ", "XST-3");
-  check(OUTPUT(ReadDate(a.moment, a.flag), a.moment.ToRfc3339() + to_string(a.flag)),
-        "2024-03-15T=>2024-03-15T00:00:00+03:001|T  2024mAr15,=>2024-03-15T00:00:00+03:000|,  "
-        "0x7E8-3-5=>2024-03-05T00:00:00+03:001|  2024 Mar 15=>2023:2024 Mar 15  1999-03-15=>2005:1999  "
-        "2100Jan1=>2005:2100  2024-02-30=>1313:2024-02-30  2024-4294967299-1=>2005:4294967299-1  "
-        "2024/1=>2023:2024/1  2024=>2003:");
-  static tvk::DateTimeO day;
-  const auto time = [](bool isIso, bool isRequired) {
-    return [=](Arguments& a) {
-      a.moment = day;
-      const bool isRead = a.ReadTimeOfDay(a.moment, isIso, isRequired);
-      return (isRead ? "" : "no ") + a.moment.ToRfc3339().substr(11);
-    };
-  };
-  EXPECT_EQ(read(time(true, true), "T1:2:3"), "1313:1:2:3");
-  day = tvk::DateTimeO::FromRfc3339("2024-03-15T01:02:03Z");
   check(
-      time(true, true),
-      "T12:30:00Z=>12:30:00Z|  T12:30:00+02:00=>12:30:00+02:00|  T12:30:00+02:30=>2023:30  "
-      "T12:30:00+13=>2005:13  T1:2:3+08=>01:02:03+08:00|  T1:2:3-09:00=>01:02:03-09:00|  T1:2:3-13=>2005:-13 "
-      " t1:2:3+-5,x=>01:02:03-05:00|,x  T1:2:3+=>2003:  T1:2:3+x=>2021:x  T1:2:3+4294967298=>2005:4294967298 "
-      " T1:2:3x=>2005:x  T25:0:0Z=>1313:25:0:0Z  T65548:0:0=>1313:65548:0:0  T=>2003:  /1=>2023:/1",
-      "no 01:02:03Z|");
-  check(time(false, false),
+      OUTPUT(ReadDate(a.moment, a.flag), a.moment.ToRfc3339().replace(11, 8, to_string(a.flag))),
+      "2024-03-15T=>2024-03-15T1+03:00|T  2024mAr15,=>2024-03-15T0+03:00|,  0x7E8-3-5=>2024-03-05T1+03:00|  "
+      "2024 Mar 15=>2023:2024 Mar 15  1999-03-15=>2005:1999  2100Jan1=>2005:2100  2024=>2003:  "
+      "2024-02-30=>1313:2024-02-30  2024-4294967299-1=>2005:4294967299-1  2024/1=>2023:2024/1");
+  EXPECT_EQ(read(VALUE(ReadTimeOfDay(a.moment, true, true)), "T1:2:3"), "1313:1:2:3");
+  const auto time = [](Arguments& a, bool isIso, bool isRequired) {
+    a.moment = tvk::DateTimeO::FromRfc3339("2024-03-15T01:02:03Z");
+    const bool isRead = a.ReadTimeOfDay(a.moment, isIso, isRequired);
+    return (isRead ? "" : "no ") + a.moment.ToRfc3339().substr(11);
+  };
+  check([&](Arguments& a) { return time(a, true, true); },
+        "T12:30:00Z=>12:30:00Z|  T12:30:00+02:00=>12:30:00+02:00|  T12:30:00+02:30=>2023:30  "
+        "T12:30:00+13=>2005:13  "
+        "T1:2:3+08=>01:02:03+08:00|  T1:2:3-09:00=>01:02:03-09:00|  t1:2:3+-5,x=>01:02:03-05:00|,x  "
+        "T1:2:3+=>2003:  T1:2:3+x=>2021:x  T1:2:3+4294967298=>2005:4294967298  T1:2:3x=>2005:x  "
+        "T25:0:0Z=>1313:25:0:0Z  T65548:0:0=>1313:65548:0:0  T=>2003:  /1=>2023:/1",
+        "no 01:02:03Z|");
+  check([&](Arguments& a) { return time(a, false, false); },
         "/1:2:3CET=>01:02:03+01:00|  ,1:2:3hst;=>01:02:03-10:00|;  T1:2:3msk=>01:02:03+03:00|  "
         "T1:2:3,=>01:02:03+03:00|,  T1:2:3xyz=>2005:xyz  /abc=>no 01:02:03Z|/abc  x=>2023:x",
         "no 01:02:03Z|");
@@ -153,7 +135,6 @@ TEST(CommandLineParsing, LoopsOverOptions) {
   a.Parse();
   EXPECT_TRUE(a.text == "v" && a.ArgumentIndex() == 4 && !a.IsLastArgument() && !a.AtEndOfAll(true));
   EXPECT_TRUE(a.NextArgument() && a.IsLastArgument() && !a.NextArgument());
-  a.Parse();
   empty.Parse();
   empty.SelectArgument();
   EXPECT_TRUE(empty.AtEndOfAll(false) && empty.Position() == nullptr && !empty.NextArgument());
@@ -168,18 +149,13 @@ TEST(CommandLineParsing, MovesTheCursor) {
   a.Mark();
   EXPECT_TRUE(a.AtEnd(true) && !a.AtEnd(false) && !a.AtEndOfAll(true));
   a.SkipSpaces();
-  EXPECT_TRUE(a.AtEnd(false) && !a.IsNext('\0'));
+  EXPECT_TRUE(a.AtEnd(false) && !a.IsNext(0));
   for (const std::ptrdiff_t far : {std::ptrdiff_t{1}, std::ptrdiff_t{-5}, PTRDIFF_MIN, PTRDIFF_MAX})
     EXPECT_EQ(2005, support::thrownCode([&] { a.Advance(far); }));
-  a.SkipArgument();
-  EXPECT_TRUE(a.IsDigitFor(16) && !a.IsDigitFor(10) && a.IsDigitFor(7) && a.IsNext('C') &&
+  EXPECT_TRUE(a.NextArgument() && a.IsDigitFor(16) && !a.IsDigitFor(10) && a.IsDigitFor(7) &&
               !a.AtEndOfAll(true));
   a.Restore();
   EXPECT_TRUE(a.Position() == list[0] + 2 && a.Argument() == list[0] && !a.IsLastArgument());
-  a.Advance(-2);
-  a.ClearMark();
-  a.Restore();
-  EXPECT_EQ(a.Position(), list[0]);
 }
 
 }  // namespace

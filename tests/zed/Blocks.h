@@ -4,7 +4,6 @@
 #include <zed/Compressor.h>
 
 #include <random>
-#include <string>
 
 #include "support/Support.h"
 
@@ -13,21 +12,16 @@ using zed::ByteBuffer;
 // Arrays since its start: how many were freed with a byte in them that is not zero, and the largest asked for.
 struct HeapWatch {
   HeapWatch() { freedWithContent = largest = 0; }
-  static inline thread_local std::size_t freedWithContent = 0;
-  static inline thread_local std::size_t largest = 0;
+  static inline std::size_t freedWithContent = 0;
+  static inline std::size_t largest = 0;
 };
 
-inline ByteBuffer randomBytes(std::size_t size) {
-  std::string bytes(size, '\0');
-  std::generate(bytes.begin(), bytes.end(), std::mt19937(static_cast<unsigned>(size)));
-  return ByteBuffer(bytes);
-}
-
-inline ByteBuffer prose(std::size_t size) {
-  std::string text;
-  while (text.size() < size)
-    text += "the quick brown fox jumps over the lazy dog" + std::to_string(text.size());
-  return ByteBuffer(text.data(), size);
+// Bytes that cannot be compressed, or that can.
+inline ByteBuffer bytes(std::size_t size, bool isRandom = false) {
+  std::string text(size, '\0');
+  std::generate(text.begin(), text.end(), std::mt19937(static_cast<unsigned>(size)));
+  for (std::size_t i = isRandom ? size : 40; i < size; ++i) text[i] = text[i - 29 - i % 11];
+  return ByteBuffer(text);
 }
 
 inline std::string textOf(const ByteBuffer& block) { return {block.begin(), block.end()}; }
