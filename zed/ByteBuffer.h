@@ -28,14 +28,13 @@ concept ByteRange = std::ranges::contiguous_range<Range> && std::ranges::sized_r
 // Bytes on the heap: `Size()` of them are in use, `Capacity()` are allocated.
 //
 // Wiping    With the wipe flag every block is overwritten with zeros before it is freed, the spare bytes
-// included,
-//           and every new block is filled with zeros. The flag belongs to the buffer: a new buffer made from
-//           another takes it over, an assignment switches it on where either side has it, everything else
-//           keeps it.
+//           included, and every new block is filled with zeros. The flag belongs to the buffer: a new buffer
+//           made from another takes it over, an assignment switches it on where either side has it,
+//           everything else keeps it.
 // Errors    std::bad_alloc when memory is short; the buffer is then as it was.
 // Threads   one thread at a time; constant use may be shared.
 // Lifetime  pointers, iterators and spans hold until the block is replaced: by growing, assigning or
-// clearing.
+//           clearing.
 //
 //   zed::ByteBuffer key{0x13, 0x37};
 //   key.SetWipe(true);

@@ -10,8 +10,7 @@
 
 namespace zed {
 
-// Packs one block: made for it, it compresses, hands out the result and goes. `Zip` and `GZip` fix the
-// container.
+// Packs one block: made for it, it compresses, hands out the result and goes. Zip and GZip fix the container.
 //
 // Units     bytes. A block has at most 4,294,967,295 of them, because gzip counts in 32 bits.
 // Errors    answered as false; nothing is thrown but std::bad_alloc when memory is short.
@@ -39,8 +38,7 @@ class ZED_EXPORT Compressor {
   // when `out` is Result() itself. May be repeated. Answers true.
   bool GetResult(ByteBuffer& out);
 
-  // The object's own result buffer: set its wipe flag before compressing, or move the bytes out without a
-  // copy.
+  // The object's own result buffer: set its wipe flag before compressing, or move the bytes out.
   ByteBuffer& Result() noexcept;
 
   // True once a block was packed to its very end.

@@ -17,11 +17,11 @@ inline constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max();
 // Unpacks one block. A gzip block is one member, from its first byte to its last, of at most 4,294,967,295
 // bytes unpacked: blocks of several members, with bytes behind the end, or of more content are refused.
 //
-// Blocks from outside  Nothing is read beyond the block, and no more is allocated than it can hold unpacked:
-// a size
-//                      in its trailer that its length cannot account for is refused before memory is taken.
-// Errors               answered as false; nothing is thrown but std::bad_alloc when memory is short.
-// Threads              each object is used by one thread at a time.
+// Safety   any bytes may be given. Nothing is read beyond them, and no more is allocated than they can hold
+//          unpacked: a size in the trailer that the length cannot account for is refused before memory is
+//          taken.
+// Errors   answered as false; nothing is thrown but std::bad_alloc when memory is short.
+// Threads  each object is used by one thread at a time.
 class ZED_EXPORT Decompressor {
  public:
   // zlib's window bits: 24 to 31 take the gzip container, 8 to 15 the zlib container, 40 to 47 either. With

@@ -9,7 +9,7 @@
 
 using zed::ByteBuffer;
 
-// Arrays since its start: how many were freed with a byte in them that is not zero, and the largest asked for.
+// Arrays since its start: how many were freed with a byte that is not zero, and the largest asked for.
 struct HeapWatch {
   HeapWatch() { freedWithContent = largest = 0; }
   static inline std::size_t freedWithContent = 0;
