@@ -54,11 +54,13 @@ struct Date {
 };
 
 constexpr Date dateOf(std::uint32_t dayNumber) noexcept {
-  const std::uint32_t centuryTicks = 4 * dayNumber + 3;  // quarters of a day
-  const std::uint32_t century = centuryTicks / daysOf400Years;
-  const std::uint32_t yearTicks = centuryTicks % daysOf400Years | 3;
-  const std::uint32_t yearOfCentury = yearTicks / 1461;
-  const std::uint32_t dayOfYear = yearTicks % 1461 / 4;
+  // In quarters of a day the mean lengths of a century and of a year are whole numbers.
+  constexpr std::uint32_t quartersOfYear = 1461;
+  const std::uint32_t quarters = 4 * dayNumber + 3;
+  const std::uint32_t century = quarters / daysOf400Years;
+  const std::uint32_t quartersOfCentury = quarters % daysOf400Years | 3;
+  const std::uint32_t yearOfCentury = quartersOfCentury / quartersOfYear;
+  const std::uint32_t dayOfYear = quartersOfCentury % quartersOfYear / 4;
   const std::uint32_t month = (5 * dayOfYear + 2) / 153;
   const std::uint32_t isNextYear = month >= 10;
   return {yearOfDayZero + 100 * century + yearOfCentury + isNextYear, month + 3 - 12 * isNextYear,
@@ -319,11 +321,7 @@ void DateTimeO::SetFields(int year, int month, int, int day, int hour, int minut
 
 void DateTimeO::SetDate(int year, int month, int day) {
   checkDate(year, month, day);
-  if (IsSet()) {
-    MakeFieldsCurrent();
-  } else {
-    m_fields = {};
-  }
+  if (IsSet()) MakeFieldsCurrent();  // a value that is not set holds zeros
   storeDate(m_fields, year, month, day);
   m_fieldsValid = true;
   m_ticksValid = false;
@@ -331,11 +329,7 @@ void DateTimeO::SetDate(int year, int month, int day) {
 
 void DateTimeO::SetTime(int hour, int minute, int second, int millisecond) {
   checkTime(hour, minute, second, millisecond);
-  if (IsSet()) {
-    MakeFieldsCurrent();
-  } else {
-    m_fields = {};
-  }
+  if (IsSet()) MakeFieldsCurrent();  // a value that is not set holds zeros
   storeTime(m_fields, hour, minute, second, millisecond);
   m_fieldsValid = true;
   m_ticksValid = false;

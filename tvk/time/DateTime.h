@@ -84,7 +84,7 @@ class TVK_EXPORT DateTimeO {
   std::chrono::system_clock::time_point ToTimePoint() const;
   static DateTimeO FromTimePoint(std::chrono::system_clock::time_point moment, std::int32_t zone = LocalZone);
 
-  // The current time to the millisecond, in the zone of the host.
+  // The current time to the millisecond, with the offset that the host has at this moment.
   static DateTimeO Now();
 
   // --- Zones.
