@@ -13,6 +13,9 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/tvkConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/tvkConfig.cmake ${PROJECT_BINARY_DIR}/tvkConfigVersion.cmake
   DESTINATION ${package_dir})
 
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+  ${PROJECT_SOURCE_DIR}/docs/surprises.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
 # The .pc files find their prefix from where they lie, so an installed tree can be moved.
 file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
