@@ -70,28 +70,24 @@ TEST(Application, EndsWithTheStatusThatFits) {
 }
 
 TEST(Application, PassesTheArgumentsOn) {
+  const auto passed = [](const std::vector<const char*>& arguments) {
+    return support::inOwnProcess([&] {
+      const Tool tool([] {
+        const tvk::ArgumentList& list = tvk::ArgumentList::OfProcess();
+        const Application& self = *Application::GetApplication();
+        printf("%s, %s:", self.GetPath().c_str(), self.GetCommandLine().c_str());
+        for (std::size_t i = 0; i < list.Count(); ++i) printf(" %s;", list[i]);
+        return 0;
+      });
+      Application::Main(static_cast<int>(arguments.size()), arguments.data());
+    });
+  };
   const std::string own = tvk::platform::executablePath();
   const std::string here = std::filesystem::current_path();
-  for (const auto& [arguments, output] :
-       std::initializer_list<std::pair<std::vector<const char*>, std::string>>{
-           {{"/opt/app/tool", "a b", "c"}, "/opt/app/tool, \"a b\" c: a b; c; "},
-           {{"./tool", "\"a b", "", "tab\t-", "line\n-", "x\"y"},
-            here + "/tool, \"a b  \"tab\t-\" \"line\n-\" x\"y: \"a b; ; tab\t-; line\n-; x\"y; "},
-           {{"tool"}, own + ", : "},
-           {{}, own + ", : "}}) {
-    const auto work = [] {
-      const Application& self = *Application::GetApplication();
-      const tvk::ArgumentList& list = tvk::ArgumentList::OfProcess();
-      printf("%s, %s: ", self.GetPath().c_str(), self.GetCommandLine().c_str());
-      for (std::size_t i = 0; i < list.Count(); ++i) printf("%s; ", list[i]);
-      return 0;
-    };
-    const auto main = [&] {
-      const Tool tool(work);
-      Application::Main(static_cast<int>(arguments.size()), arguments.data());
-    };
-    EXPECT_EQ(support::inOwnProcess(main), output + "exit ");
-  }
+  EXPECT_EQ(passed({"/opt/app/tool", "a b", "c"}), "/opt/app/tool, \"a b\" c: a b; c;exit ");
+  EXPECT_EQ(passed({"./tool", "\"a b", "", "tab\t-", "line\n-", "x\"y"}),
+            here + "/tool, \"a b  \"tab\t-\" \"line\n-\" x\"y: \"a b; ; tab\t-; line\n-; x\"y;exit ");
+  EXPECT_EQ(passed({"tool"}) + passed({}), own + ", :exit " + own + ", :exit ");
 }
 
 TEST(Application, PreparesTheProcess) {

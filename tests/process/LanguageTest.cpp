@@ -23,9 +23,8 @@ TEST(Language, IsDecidedOnceAndByLangAlone) {
 
 TEST(Language, NamesByTheWholeCodeThenByItsLowTenBits) {
   std::string names;
-  for (const std::uint32_t code :
-       {9, 1, 2052, 6, 19, 12, 7, 8, 16, 14, 17, 18, 22, 10, 29, 1028, 25, 0x0407, 0x7809})
-    names += Language::NameOf(code);
+  for (const int code : {9, 1, 2052, 6, 19, 12, 7, 8, 16, 14, 17, 18, 22, 10, 29, 1028, 25, 0x0407, 0x7809})
+    names += Language::NameOf(static_cast<std::uint32_t>(code));
   EXPECT_EQ(names, "UsSaCnDkNlFrDeGrItHuJpKoBrEsSeTwRuDeUs");
-  for (const std::uint32_t code : {4, 0x0C04, 0}) EXPECT_EQ(Language::NameOf(code), nullptr) << code;
+  for (const std::uint32_t code : {4u, 0x0C04u, 0u}) EXPECT_EQ(Language::NameOf(code), nullptr) << code;
 }

@@ -58,18 +58,13 @@ struct Service : tvk::AutoInitBase {
   char m_name;
 };
 
-struct Held {
-  Held() { printf("held, "); }
-  ~Held() { printf("let go, "); }
-};
-
 struct Entry : tvk::Singleton {
   ~Entry() override { printf(tvk::Console::Existing() != nullptr ? "singleton, " : "late, "); }
 };
 
 TEST(StartUp, GoesDownInTheReverseOrderAndOnce) {
   const std::string output = inOwnProcess([] {
-    tvk::AutoInit<Held> service;
+    tvk::AutoInit<Entry> service;
     for (int i = 0; i < 2; ++i) service.Init();
     for (int i = 0; i < 2; ++i) service.Exit();
     Frame frame("tool");
@@ -84,9 +79,8 @@ TEST(StartUp, GoesDownInTheReverseOrderAndOnce) {
     tvk::Console::Get() << tvk::StringBase<char>::Empty() << "late users are served" << std::flush;
   });
   EXPECT_EQ(output,
-            "held, let go, init a, init b, init c, exit c, deleted c, exit b, deleted b, exit d, deleted d, "
-            "exit a, "
-            "deleted a, singleton, late users are served");
+            "late, init a, init b, init c, exit c, deleted c, exit b, deleted b, exit d, deleted d, "
+            "exit a, deleted a, singleton, late users are served");
 }
 
 TEST(StartUp, FindsTheLanguageLibraryBesideTheFrame) {
@@ -149,15 +143,13 @@ TEST(Module, StartsAndStopsTheCurrentOne) {
   EXPECT_EQ(output, "up, late, late, up, ");
 }
 
-// The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
-template <class Operation>
-std::size_t slot(Operation operation) {
-  std::size_t offset;
-  memcpy(&offset, &operation, sizeof offset);
-  return (offset - 1) / sizeof(void*) + 1;
-}
-
 TEST(StartUp, KeepsItsBinaryInterface) {
+  // The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
+  const auto slot = [](auto operation) {
+    std::size_t offset;
+    memcpy(&offset, &operation, sizeof offset);
+    return (offset - 1) / sizeof(void*) + 1;
+  };
   EXPECT_EQ(slot(&tvk::Application::GetPath), 3u);
   EXPECT_EQ(slot(&tvk::Application::Exit), 6u);
   EXPECT_EQ(slot(&tvk::Application::HandleException), 10u);
