@@ -1,5 +1,6 @@
 #include <tvk/process/Platform.h>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
@@ -278,6 +279,34 @@ void copyExtendedAttributes(int from, int to) {
     if (fgetxattr(from, name, value.data(), value.size()) == length) {
       static_cast<void>(fsetxattr(to, name, value.data(), value.size(), 0));
     }
+  }
+}
+
+FolderReader::FolderReader() : m_buffer(32 * 1024) {}
+
+FolderReader::~FolderReader() = default;
+
+void FolderReader::start(int folder) noexcept {
+  m_folder = folder;
+  m_at = m_end = 0;
+  m_error = 0;
+}
+
+const char* FolderReader::next() noexcept {
+  for (;;) {
+    if (m_at == m_end) {
+      const ssize_t filled = getdents64(m_folder, m_buffer.data(), m_buffer.size());
+      m_error = filled < 0 ? errno : 0;
+      if (filled <= 0) return nullptr;
+      m_at = 0;
+      m_end = static_cast<std::size_t>(filled);
+    }
+    const auto* const entry = reinterpret_cast<const dirent64*>(m_buffer.data() + m_at);
+    m_at += entry->d_reclen;
+    const char* const name = entry->d_name;
+    if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
+    m_type = entry->d_type;
+    return name;
   }
 }
 

@@ -4,6 +4,7 @@
 #include <tvk/Export.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -98,5 +99,31 @@ TVK_EXPORT void closeQuietly(int descriptor) noexcept;
 
 // Renames within a folder, unless there is a file of the new name already: then false with EEXIST in errno.
 TVK_EXPORT bool renameNoReplace(int folder, const char* from, const char* to) noexcept;
+
+// Reads the entries of open folders, one folder after the other, through one buffer.
+class TVK_EXPORT FolderReader {
+ public:
+  FolderReader();
+  ~FolderReader();
+  FolderReader(const FolderReader&) = delete;
+  FolderReader& operator=(const FolderReader&) = delete;
+
+  // Begins with a folder just opened for reading; the descriptor stays the caller's.
+  void start(int folder) noexcept;
+  // The next name, or null at the end and after an error, which Error() tells (0 at the end). It lives until the next
+  // call. "." and ".." are left out.
+  const char* next() noexcept;
+  // What the name is, as `dirent` has it: DT_DIR and the like, or DT_UNKNOWN.
+  unsigned char type() const noexcept { return m_type; }
+  int error() const noexcept { return m_error; }
+
+ private:
+  std::vector<char> m_buffer;
+  int m_folder = -1;
+  std::size_t m_at = 0;
+  std::size_t m_end = 0;
+  unsigned char m_type = 0;
+  int m_error = 0;
+};
 
 }  // namespace tvk::platform

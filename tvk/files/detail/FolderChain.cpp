@@ -1,4 +1,5 @@
 #include <tvk/files/detail/FolderChain.h>
+
 #include <unistd.h>
 
 namespace tvk::detail {

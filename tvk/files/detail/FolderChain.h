@@ -1,14 +1,11 @@
-// What work on a tree of folders needs: owned descriptors, the entries of a folder, and the way down and back up.
+// What work on a tree of folders needs: owned descriptors, and the way down and back up.
 #pragma once
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstddef>
-#include <memory>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -62,27 +59,5 @@ class FolderChain {
   };
   std::vector<Folder> m_folders;
 };
-
-struct CloseStream {
-  void operator()(DIR* stream) const noexcept { closedir(stream); }
-};
-
-// Calls take(name, type) for each entry but "." and "..", in the order of the system, with the type as `dirent` has
-// it. A folder can be read once for each time it was opened. Answers 0, or the error number when the end was not
-// reached.
-template <class Take>
-int readEntries(int folder, Take take) {
-  Descriptor own(fcntl(folder, F_DUPFD_CLOEXEC, 0));
-  const std::unique_ptr<DIR, CloseStream> stream(own ? fdopendir(own.get()) : nullptr);
-  if (stream == nullptr) return errno;
-  own.release();
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = readdir(stream.get());
-    if (entry == nullptr) return errno;
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") take(entry->d_name, entry->d_type);
-  }
-}
 
 }  // namespace tvk::detail

@@ -1,6 +1,8 @@
 #include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeCopy.h>
 #include <tvk/process/Platform.h>
+
+#include <dirent.h>
 #include <unistd.h>
 
 #include <array>
@@ -123,14 +125,15 @@ class TreeCopy {
     if (const int error = m_from.push(std::move(from)); error != 0) return lose(error);
     if (const int error = m_to.push(std::move(to)); error != 0) return lose(error);
     m_levels.push_back(std::move(level));
-    const int error = readEntries(m_from.top(), [this](const char* entry, unsigned char type) {
-      if (type == DT_DIR) {
+    m_reader.start(m_from.top());
+    while (const char* const entry = m_reader.next()) {
+      if (m_reader.type() == DT_DIR) {
         m_levels.back().folders.emplace_back(entry);
       } else {
         copyEntry(entry, entry);
       }
-    });
-    if (error != 0) fail(error);
+    }
+    if (m_reader.error() != 0) fail(m_reader.error());
   }
 
   // The target's folder, made when it is missing.
@@ -260,6 +263,7 @@ class TreeCopy {
   const bool m_isExact;
   FolderChain m_from;
   FolderChain m_to;
+  platform::FolderReader m_reader;
   std::vector<Level> m_levels;
   std::optional<Identity> m_root;  // the target's topmost folder, which a source that holds it must not copy
   std::map<Identity, Copied> m_linked;  // where the files with more links than one went

@@ -1,12 +1,14 @@
-#include <sys/stat.h>
 #include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeCopy.h>
 #include <tvk/files/detail/TreeMove.h>
 #include <tvk/files/detail/TreeRemoval.h>
+
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 
 namespace tvk::detail {

@@ -1,5 +1,8 @@
 #include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeRemoval.h>
+#include <tvk/process/Platform.h>
+
+#include <dirent.h>
 #include <unistd.h>
 
 #include <string_view>
@@ -59,9 +62,9 @@ class Removal {
     }
     if (const int error = m_chain.push(std::move(folder)); error != 0) return lose(error);
     m_levels.emplace_back();
-    const int error = readEntries(
-        m_chain.top(), [this](const char* entry, unsigned char type) { removeEntry(entry, type); });
-    if (error != 0) fail(error);
+    m_reader.start(m_chain.top());
+    while (const char* const entry = m_reader.next()) removeEntry(entry, m_reader.type());
+    if (m_reader.error() != 0) fail(m_reader.error());
   }
 
   void leaveFolder() {
@@ -77,6 +80,7 @@ class Removal {
   }
 
   FolderChain m_chain;
+  platform::FolderReader m_reader;
   std::vector<std::vector<std::string>> m_levels;
   int m_error = 0;
   bool m_isLost = false;

@@ -1,0 +1,251 @@
+#include <tvk/files/FileTreeScan.h>
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/process/Platform.h>
+#include <tvk/text/Exception.h>
+
+#include <dirent.h>
+#include <fnmatch.h>
+#include <glob.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tvk {
+namespace {
+
+using detail::Descriptor;
+
+constexpr std::string_view wildcards = "*?[\\";
+// What glob() may use of the stack, and what a component with wildcards costs it beside the pattern's length (measured
+// with glibc 2.36: 1.4 KiB).
+constexpr std::size_t globStackLimit = 64 * 1024;
+constexpr std::size_t globStackPerComponent = 2 * 1024;
+
+bool holdsZero(std::string_view text) { return text.find('\0') != std::string_view::npos; }
+
+FileString escaped(std::string_view text) {
+  FileString result;
+  for (const char c : text) {
+    if (wildcards.find(c) != std::string_view::npos || c == ']') result.append(1, '\\');
+    result.append(1, c);
+  }
+  return result;
+}
+
+// "." and "..", also with separators behind them.
+bool isDotName(std::string_view path) {
+  path = path.substr(0, path.find_last_not_of('/') + 1);
+  path = path.substr(path.rfind('/') + 1);
+  return path == "." || path == "..";
+}
+
+struct GlobResult : glob_t {
+  GlobResult() : glob_t() {}
+  GlobResult(const GlobResult&) = delete;
+  GlobResult& operator=(const GlobResult&) = delete;
+  ~GlobResult() { globfree(this); }
+};
+
+// Finds what the patterns of a specification match in one folder after the other, each of which is read once.
+class Matcher {
+ public:
+  Matcher(FileSpecification& specification, bool isRecursive)
+      : m_isRecursive(isRecursive), m_readsFolders(isRecursive) {
+    FileString name;
+    for (bool more = specification.first(name); more; more = specification.next(name)) {
+      if (holdsZero(name)) continue;  // names nothing
+      m_patterns.push_back({name, kindOf(name), {}});
+      m_readsFolders |= m_patterns.back().kind == Kind::All || m_patterns.back().kind == Kind::Wildcard;
+    }
+  }
+
+  // Takes the matches of a folder into entries(), and with a recursive scan the names of its sub-folders into
+  // `folders`, each with a zero behind it. False for a sub-folder whose status the system does not tell.
+  bool look(const FileString& path, bool isStart, std::string& folders) {
+    m_count = 0;
+    m_names.clear();
+    for (Pattern& pattern : m_patterns) pattern.matches.clear();
+    if (holdsZero(path)) return true;
+    const int error = m_readsFolders ? readFolder(path, isStart, folders) : 0;
+    struct stat status;
+    if (!isStart && (error == EACCES || error == ENAMETOOLONG) && lstat(path.c_str(), &status) != 0)
+      return false;
+    const bool isReachable = isStart || error == 0 || error == EACCES;
+    for (Pattern& pattern : m_patterns) {
+      switch (pattern.kind) {
+        case Kind::All:
+        case Kind::Wildcard:
+          addMatches(path, pattern.matches);
+          break;
+        case Kind::Name:
+          if (isReachable) addExisting(path, pattern.text);
+          break;
+        case Kind::Path:
+          if (isReachable) addGlob(path, pattern.text);
+          break;
+      }
+    }
+    return true;
+  }
+
+  std::span<const FileString> entries() const { return {m_entries.data(), m_count}; }
+
+ private:
+  enum class Kind : unsigned char {
+    All,       // "*"
+    Wildcard,  // one component, matched against the names read
+    Name,      // one component without wildcards: it exists or not
+    Path,      // several components, or none: glob()'s
+  };
+  struct Pattern {
+    FileString text;
+    Kind kind;
+    std::vector<std::size_t> matches;  // where in m_names they begin
+  };
+
+  static Kind kindOf(const FileString& pattern) {
+    if (pattern.empty() || pattern.find('/') != FileString::npos) return Kind::Path;
+    if (pattern == "*") return Kind::All;
+    return pattern.find_first_of(wildcards) == FileString::npos ? Kind::Name : Kind::Wildcard;
+  }
+
+  static bool matches(const Pattern& pattern, const char* name) {
+    return pattern.kind == Kind::All
+               ? name[0] != '.'
+               : pattern.kind == Kind::Wildcard && fnmatch(pattern.text.c_str(), name, FNM_PERIOD) == 0;
+  }
+
+  int readFolder(const FileString& path, bool isStart, std::string& folders) {
+    const Descriptor folder(open(path.empty() ? "." : path.c_str(),
+                                 O_RDONLY | O_DIRECTORY | O_CLOEXEC | (isStart ? 0 : O_NOFOLLOW)));
+    if (!folder) return errno;
+    m_reader.start(folder.get());
+    while (const char* const name = m_reader.next()) {
+      const std::size_t length = std::strlen(name) + 1;
+      if (m_isRecursive && !path.empty() && isFolderEntry(folder.get(), name)) folders.append(name, length);
+      std::size_t at = std::string::npos;
+      for (Pattern& pattern : m_patterns) {
+        if (!matches(pattern, name)) continue;
+        if (at == std::string::npos) {
+          at = m_names.size();
+          m_names.append(name, length);
+        }
+        pattern.matches.push_back(at);
+      }
+    }
+    return 0;
+  }
+
+  bool isFolderEntry(int folder, const char* name) const {
+    struct stat status;
+    if (m_reader.type() != DT_UNKNOWN) return m_reader.type() == DT_DIR;
+    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+  }
+
+  // The next entry, with the memory it has from earlier folders.
+  FileString& addEntry() {
+    if (m_count == m_entries.size()) m_entries.emplace_back();
+    return m_entries[m_count++];
+  }
+
+  void addMatches(const FileString& path, std::vector<std::size_t>& matches) {
+    std::sort(matches.begin(), matches.end(), [names = m_names.data()](std::size_t a, std::size_t b) {
+      return std::strcoll(names + a, names + b) < 0;
+    });
+    const char* const between = path.empty() || path.ends_with('/') ? "" : "/";
+    for (const std::size_t at : matches) addEntry().assign(path).append(between).append(m_names.data() + at);
+  }
+
+  void addExisting(const FileString& path, const FileString& name) {
+    struct stat status;
+    FileString entry = joinedCopy(path, name);
+    if (!isDotName(name) && lstat(entry.c_str(), &status) == 0) addEntry() = entry;
+  }
+
+  void addGlob(const FileString& path, const FileString& name) {
+    const FileString pattern = joinedCopy(escaped(path), name);
+    const auto wild = std::min(name.find_first_of(wildcards), name.size());
+    const auto components = static_cast<std::size_t>(
+        std::count(name.begin() + static_cast<std::ptrdiff_t>(wild), name.end(), '/'));
+    if (components * (globStackPerComponent + pattern.size()) > globStackLimit) throw Exception::Of(1014);
+    GlobResult found;
+    const int result = glob(
+        pattern.c_str(), 0, [](const char*, int) { return 0; }, &found);
+    if (result == GLOB_NOSPACE) throw Exception::Of(1014);
+    for (std::size_t at = 0; result == 0 && at < found.gl_pathc; ++at) {
+      if (!isDotName(found.gl_pathv[at])) addEntry() = found.gl_pathv[at];
+    }
+  }
+
+  bool m_isRecursive;
+  bool m_readsFolders;
+  std::vector<Pattern> m_patterns;
+  platform::FolderReader m_reader;
+  std::string m_names;                // matching names, each with a zero behind it
+  std::vector<FileString> m_entries;  // the first m_count of them
+  std::size_t m_count = 0;
+};
+
+}  // namespace
+
+FileTreeScan::FileTreeScan(const FileSpecification& specification, std::uint32_t options, std::uint32_t flags)
+    : m_options(options),
+      m_flags(specification.recursive ? flags | ScanRecursive : flags),
+      m_specification(specification) {}
+
+FileTreeScan::~FileTreeScan() = default;
+
+void FileTreeScan::closeIfOpen() {}
+void FileTreeScan::onFolder(const FileString&, std::span<const FileString>) {}
+void FileTreeScan::onFile(const FileString&) {}
+void FileTreeScan::onFolderVisited() {}
+
+void FileTreeScan::run() { scanFolder(m_specification.folder); }
+
+void FileTreeScan::scanFolder(const FileString& path) {
+  struct Level {
+    FileString path;
+    std::string folders;   // names of the sub-folders, each with a zero behind it
+    std::size_t next = 0;  // where the first one that was not scanned yet begins
+  };
+  const auto visited = [this](const FileString& folder) {
+    setName(folder.c_str());
+    onFolderVisited();
+  };
+  Matcher matcher(m_specification, (m_flags & ScanRecursive) != 0);
+  std::vector<Level> levels;
+  const auto visit = [&](FileString folder, bool isStart) {
+    Level level{std::move(folder), {}};
+    if (!matcher.look(level.path, isStart, level.folders)) return;
+    m_fileCount = 0;
+    setName(level.path.c_str());
+    onFolder(level.path, matcher.entries());
+    std::uint64_t count = 0;
+    for (const FileString& entry : matcher.entries()) {
+      m_fileCount = ++count;
+      setName(entry.c_str());
+      onFile(entry);
+    }
+    if ((m_options & ScanFoldersAfter) == 0) visited(level.path);
+    levels.push_back(std::move(level));
+  };
+  visit(path, true);
+  while (!levels.empty()) {
+    Level& level = levels.back();
+    if (level.next < level.folders.size()) {
+      const char* const name = level.folders.data() + level.next;
+      level.next += std::strlen(name) + 1;
+      visit(joinedCopy(level.path, name), false);
+    } else {
+      if ((m_options & ScanFoldersAfter) != 0) visited(level.path);
+      levels.pop_back();
+    }
+  }
+}
+
+}  // namespace tvk
