@@ -1,0 +1,258 @@
+#include "FileWork.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <optional>
+
+#include <tvk/files/FileException.h>
+#include <tvk/text/ProgramName.h>
+#include <tvk/time/DateTime.h>
+#include <zed/Compressor.h>
+#include <zed/Decompressor.h>
+
+#include "Messages.h"
+#include "Place.h"
+
+namespace tvkpack {
+namespace {
+
+constexpr std::string_view packedSuffix = ".gz";
+constexpr std::uint64_t largestBlock = std::numeric_limits<std::uint32_t>::max();
+constexpr unsigned char gzipMagic[] = {0x1F, 0x8B};
+constexpr std::int32_t gzipWindowBits = 31;
+
+constexpr std::int64_t codeNoMemory = 1014;
+constexpr std::int64_t codeExists = 1029;
+constexpr std::int64_t codeBadHeader = 1034;
+
+// Ends the work on a file that is left alone.
+struct LeftAlone {
+  MessageCode reason;
+};
+
+// Ends the work on a file that the user did not select, or when the user stopped the program.
+struct NotConcerned {
+  Outcome::Kind kind;
+};
+
+bool beginsWith(const zed::ByteBuffer& bytes, const void* prefix, std::size_t length) noexcept {
+  return bytes.Size() >= length && std::memcmp(bytes.Data(), prefix, length) == 0;
+}
+
+// A name as it can be shown in a line: control characters would break the line or drive the terminal.
+std::string shown(const tvk::FileString& path) {
+  std::string text = path;
+  for (char& c : text)
+    if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') c = '?';
+  return text;
+}
+
+// "19.0%", rounded to the nearest tenth.
+std::string ratio(std::uint64_t packed, std::uint64_t unpacked) {
+  if (unpacked == 0) return "-";
+  const double tenths = 1000.0 * static_cast<double>(packed) / static_cast<double>(unpacked);
+  const auto rounded = static_cast<std::uint64_t>(tenths + 0.5);
+  return std::to_string(rounded / 10) + "." + std::to_string(rounded % 10) + "%";
+}
+
+std::string rightAligned(std::string text, std::size_t width) {
+  if (text.size() < width) text.insert(0, width - text.size(), ' ');
+  return text;
+}
+
+// The work on one file, from its status to its line.
+class Job {
+ public:
+  Job(const Settings& settings, const std::atomic<bool>& stop, const FileWork::Confirm& confirm,
+      const Item& item)
+      : m_settings(settings), m_stop(stop), m_confirm(confirm), m_place(item.root, item.path) {}
+
+  Outcome Run() {
+    m_status = m_place.Status();
+    Select();
+    if (m_confirm && !m_confirm(m_place.Path())) throw LeftAlone{ReasonRefused};
+    switch (m_settings.mode) {
+      case Mode::Pack:
+        return Pack();
+      case Mode::Unpack:
+        return Unpack();
+      case Mode::Test:
+        return Test();
+      default:
+        return List();
+    }
+  }
+
+ private:
+  bool IsNamedPacked() const {
+    return m_place.Name().ends_with(packedSuffix) && m_place.Name().size() > packedSuffix.size();
+  }
+  std::uint64_t Size() const { return static_cast<std::uint64_t>(m_status.st_size); }
+
+  // Sorts out what is not concerned and what is left alone, by status and name.
+  void Select() const {
+    if (S_ISDIR(m_status.st_mode)) throw NotConcerned{Outcome::NotSelected};
+    const bool isFile = S_ISREG(m_status.st_mode);
+    const std::int64_t time = m_status.st_mtim.tv_sec;
+    if ((m_settings.before && time >= *m_settings.before) || (m_settings.after && time < *m_settings.after) ||
+        (m_settings.larger && (!isFile || Size() <= *m_settings.larger)) ||
+        (m_settings.smaller && (!isFile || Size() >= *m_settings.smaller)))
+      throw NotConcerned{Outcome::NotSelected};
+    const bool readsOnly = m_settings.mode == Mode::Test || m_settings.mode == Mode::List;
+    if (readsOnly && !IsNamedPacked()) throw NotConcerned{Outcome::NotSelected};
+
+    if (S_ISLNK(m_status.st_mode)) throw LeftAlone{ReasonLink};
+    if (!isFile) throw LeftAlone{ReasonNoFile};
+    if (NewFile::IsLeftover(m_place.Name())) throw LeftAlone{ReasonLeftover};
+    if (m_settings.mode == Mode::Pack && IsNamedPacked()) throw LeftAlone{ReasonPacked};
+    if (m_settings.mode == Mode::Unpack && !IsNamedPacked()) throw LeftAlone{ReasonNotPacked};
+    if (!readsOnly && m_status.st_nlink > 1) throw LeftAlone{ReasonManyLinks};
+    if (Size() == 0) throw LeftAlone{ReasonEmpty};
+    if (Size() > largestBlock) throw LeftAlone{ReasonTooLarge};
+  }
+
+  void CheckStop() const {
+    if (m_stop) throw NotConcerned{Outcome::Unstarted};
+  }
+
+  void Read(zed::ByteBuffer& bytes) {
+    CheckStop();
+    m_file = m_place.Open();
+    CheckUnchanged();
+    if (!readWhole(m_file, m_status, m_place.Path(), bytes)) throw LeftAlone{ReasonChanged};
+    CheckUnchanged();
+    if (!m_settings.skip.empty() && beginsWith(bytes, m_settings.skip.data(), m_settings.skip.size()))
+      throw LeftAlone{ReasonSkipped};
+  }
+
+  // The open file and what its name stands for must still be what was looked at first.
+  void CheckUnchanged() const {
+    struct stat open {};
+    if (fstat(m_file.Number(), &open) != 0 || !isSameState(open, m_status) ||
+        !m_place.Exists(m_place.Name()) || !isSameState(m_place.Status(), m_status))
+      throw LeftAlone{ReasonChanged};
+  }
+
+  void RequireFree(const std::string& target) const {
+    if (!m_settings.overwrite && m_place.Exists(target))
+      throw tvk::FileException(codeExists, m_place.PathOf(target));
+  }
+
+  // Writes the new file beside, puts it in place, and only then lets the original go.
+  void Replace(const zed::ByteBuffer& contents, const std::string& target) {
+    NewFile file(m_place);
+    file.Write(contents);
+    file.Finish(m_status);
+    CheckUnchanged();
+    CheckStop();
+    file.Rename(target, m_settings.overwrite);
+    m_place.Force();
+    if (m_settings.keep) return;
+    try {
+      CheckUnchanged();
+    } catch (const LeftAlone&) {
+      m_place.Remove(target);
+      throw;
+    }
+    m_place.Remove(m_place.Name());
+  }
+
+  Outcome Done(MessageCode line, std::uint64_t after, std::uint64_t packed, std::uint64_t unpacked) const {
+    return {Outcome::Done,
+            message(line, {std::to_string(Size()), std::to_string(after), ratio(packed, unpacked),
+                           shown(m_place.Path())}),
+            Size(), after};
+  }
+
+  Outcome Pack() {
+    const std::string target = m_place.Name() + std::string(packedSuffix);
+    RequireFree(target);
+    zed::ByteBuffer original;
+    Read(original);
+    if (beginsWith(original, gzipMagic, sizeof(gzipMagic))) throw LeftAlone{ReasonPacked};
+    zed::GZip gzip;
+    if (!gzip.Compress(original)) throw tvk::Exception::Of(codeNoMemory);
+    const zed::ByteBuffer packed = std::move(gzip.Result());
+    if (packed.Size() >= original.Size()) throw LeftAlone{ReasonNotSmaller};
+    CheckStop();
+    {
+      zed::Decompressor check(gzipWindowBits, original.Size());
+      if (!check.Decompress(packed) || !(check.Result() == original))
+        throw tvk::FileException(NotTheSame, m_place.Path());
+    }
+    Replace(packed, target);
+    return Done(LinePacked, packed.Size(), packed.Size(), Size());
+  }
+
+  zed::ByteBuffer Unpacked() {
+    zed::ByteBuffer packed;
+    Read(packed);
+    // These messages end with the path without a blank between, so it brings its own.
+    const std::string where = ": " + std::string(m_place.Path());
+    if (!beginsWith(packed, gzipMagic, sizeof(gzipMagic))) throw tvk::Exception::Of(codeBadHeader, where);
+    zed::Decompressor unpacker(gzipWindowBits);
+    if (!unpacker.Decompress(packed)) throw tvk::Exception::Of(NotWhole, where);
+    return std::move(unpacker.Result());
+  }
+
+  Outcome Unpack() {
+    const std::string target = m_place.Name().substr(0, m_place.Name().size() - packedSuffix.size());
+    RequireFree(target);
+    const zed::ByteBuffer contents = Unpacked();
+    Replace(contents, target);
+    return Done(LineUnpacked, contents.Size(), Size(), contents.Size());
+  }
+
+  Outcome Test() {
+    const std::uint64_t unpacked = Unpacked().Size();
+    return Done(LineTested, unpacked, Size(), unpacked);
+  }
+
+  // Takes the unpacked size from the end of the block, which nothing vouches for: Test() does.
+  Outcome List() {
+    m_file = m_place.Open();
+    unsigned char head[sizeof(gzipMagic)] = {};
+    unsigned char size[4] = {};
+    const bool isWhole = pread(m_file.Number(), head, sizeof(head), 0) == sizeof(head) &&
+                         pread(m_file.Number(), size, sizeof(size), m_status.st_size - 4) == sizeof(size);
+    if (!isWhole || std::memcmp(head, gzipMagic, sizeof(head)) != 0)
+      throw tvk::Exception::Of(codeBadHeader, ": " + std::string(m_place.Path()));
+    const std::uint64_t unpacked = size[0] | size[1] << 8 | size[2] << 16 | std::uint64_t{size[3]} << 24;
+    const std::string time = tvk::DateTimeO::FromUnixTime(m_status.st_mtim.tv_sec).Format(true);
+    return {Outcome::Done,
+            message(LineListed,
+                    {rightAligned(std::to_string(Size()), 12), rightAligned(std::to_string(unpacked), 12),
+                     rightAligned(ratio(Size(), unpacked), 6), time, shown(m_place.Path())}),
+            Size(), unpacked};
+  }
+
+  const Settings& m_settings;
+  const std::atomic<bool>& m_stop;
+  const FileWork::Confirm& m_confirm;
+  const Place m_place;
+  struct stat m_status {};
+  Descriptor m_file;
+};
+
+}  // namespace
+
+Outcome FileWork::Do(const Item& item) const {
+  try {
+    return Job(m_settings, m_stop, m_confirm, item).Run();
+  } catch (const LeftAlone& left) {
+    return {Outcome::Left, message(LineLeft, {message(left.reason), shown(item.path)}), 0, 0};
+  } catch (const NotConcerned& reason) {
+    return {reason.kind, {}, 0, 0};
+  } catch (const tvk::AbortException&) {
+    throw;
+  } catch (const tvk::Exception& e) {
+    return {Outcome::Failed, e.what(), 0, 0};
+  } catch (const std::bad_alloc&) {
+    return {Outcome::Failed, tvk::FileException(codeNoMemory, item.path).what(), 0, 0};
+  } catch (const std::exception& e) {
+    return {Outcome::Failed, tvk::ProgramName::Get() + ": " + e.what(), 0, 0};
+  }
+}
+
+}  // namespace tvkpack

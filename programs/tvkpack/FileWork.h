@@ -1,0 +1,48 @@
+// What is done with one file.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include <tvk/files/FileString.h>
+
+#include "Settings.h"
+
+namespace tvkpack {
+
+// A file to look at: its path begins with the root, the folder that the user named.
+struct Item {
+  tvk::FileString root;
+  tvk::FileString path;
+};
+
+struct Outcome {
+  enum Kind : std::uint8_t { NotSelected, Done, Left, Failed, Unstarted };
+  Kind kind = NotSelected;
+  std::string line;          // what to report; an error's text when it failed
+  std::uint64_t before = 0;  // bytes of the file and of what it became
+  std::uint64_t after = 0;
+};
+
+// Packs, unpacks, tests or lists files, each for itself. Safe from several threads at once.
+class FileWork {
+ public:
+  // Asked before a file is read: false leaves it alone.
+  using Confirm = std::function<bool(const tvk::FileString& path)>;
+
+  // Files are no longer begun, and those begun not replaced, once `stop` is set.
+  FileWork(const Settings& settings, const std::atomic<bool>& stop, Confirm confirm)
+      : m_settings(settings), m_stop(stop), m_confirm(std::move(confirm)) {}
+
+  // Does not throw, but for what `confirm` throws: failures are outcomes.
+  Outcome Do(const Item& item) const;
+
+ private:
+  const Settings& m_settings;
+  const std::atomic<bool>& m_stop;
+  const Confirm m_confirm;
+};
+
+}  // namespace tvkpack

@@ -1,0 +1,164 @@
+// tvkpack: packs the files of a folder tree with gzip, in place, safely.
+#include <signal.h>
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <vector>
+
+#include <tvk/Version.h>
+#include <tvk/console/Console.h>
+#include <tvk/process/Application.h>
+#include <tvk/process/ThreadGroup.h>
+
+#include "FileList.h"
+#include "FileWork.h"
+#include "Messages.h"
+#include "Report.h"
+#include "Settings.h"
+
+namespace tvkpack {
+namespace {
+
+constexpr std::int32_t statusFileFailed = 4;
+
+std::atomic<bool> s_stop{false};
+std::atomic<int> s_stopSignal{0};
+
+void stopSoon(int signal) {
+  s_stopSignal = signal;
+  s_stop = true;
+}
+
+// While it lives, Ctrl-C and the signals of a kill let the files in hand be given up before the program ends by them.
+class GracefulStop {
+ public:
+  GracefulStop() {
+    struct sigaction action {};
+    action.sa_handler = stopSoon;
+    for (int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGXFSZ, &action, nullptr);  // a file that may not grow is an error like any other
+  }
+  GracefulStop(const GracefulStop&) = delete;
+  GracefulStop& operator=(const GracefulStop&) = delete;
+  ~GracefulStop() {
+    for (int signal : {SIGINT, SIGTERM}) ::signal(signal, SIG_DFL);
+  }
+
+  static bool IsAsked() noexcept { return s_stop; }
+  // Ends the process as the signal would have done at once.
+  static void EndBySignal() {
+    ::signal(s_stopSignal, SIG_DFL);
+    raise(s_stopSignal);
+  }
+};
+
+// The files of a run, handed out in their order.
+struct Queue {
+  const std::vector<Item>& items;
+  const FileWork& work;
+  Report& report;
+  std::atomic<std::size_t> next{0};
+
+  void WorkOff() {
+    for (std::size_t index = next++; index < items.size() && !s_stop; index = next++)
+      report.Add(index, work.Do(items[index]));
+  }
+};
+
+class Worker : public tvk::Thread {
+ public:
+  void* Run(void* queue) override {
+    static_cast<Queue*>(queue)->WorkOff();
+    return nullptr;
+  }
+};
+
+// Asks for each file until the user says "all" or "quit".
+class Question {
+ public:
+  explicit Question(Mode mode)
+      : m_text(mode == Mode::Pack     ? QuestionPack
+               : mode == Mode::Unpack ? QuestionUnpack
+               : mode == Mode::Test   ? QuestionTest
+                                      : QuestionList) {}
+
+  bool operator()(const tvk::FileString& path) {
+    if (m_all) return true;
+    const std::string keys = message(AnswerKeys);
+    const char answer = tvk::Console::Get().Ask(message(m_text, {path}), keys, keys[1]);
+    m_all = answer == keys[2];
+    if (answer == keys[3]) s_stop = true;
+    return m_all || answer == keys[0];
+  }
+
+ private:
+  MessageCode m_text;
+  bool m_all = false;
+};
+
+class Program : public tvk::Application {
+ public:
+  Program() : Application("TP", "tvkpack") {}
+  using Application::Main;
+
+  std::int32_t Main() override {
+    registerMessages();
+    const Settings settings = readSettings();
+    PrepareConsole(settings);
+    if (settings.mode == Mode::Help) return Show(message(HelpText));
+    if (settings.mode == Mode::Version) return Show(message(VersionText, {TVK_VERSION_STRING}));
+    return Work(settings);
+  }
+
+ private:
+  static void PrepareConsole(const Settings& settings) {
+    tvk::Console::Get().Init((settings.page ? tvk::Console::FlagPage : 0) |
+                             (settings.toLog ? tvk::Console::FlagSystemLog : 0) |
+                             tvk::Console::FlagTerminalSize);
+  }
+
+  static std::int32_t Show(const std::string& text) {
+    for (std::size_t start = 0; start <= text.size();) {
+      const std::size_t end = std::min(text.find('\n', start), text.size());
+      tvk::Console::Get().PrintLine("%s", text.substr(start, end - start).c_str());
+      start = end + 1;
+    }
+    return 0;
+  }
+
+  static std::int32_t Work(const Settings& settings) {
+    const std::vector<Item> items = listFiles(settings);
+    const GracefulStop stop;
+    const FileWork work(settings, s_stop,
+                        settings.ask ? FileWork::Confirm(Question(settings.mode)) : nullptr);
+    Report report(settings, items.size());
+    Queue queue{items, work, report};
+
+    const std::size_t jobs = settings.ask ? 1 : std::min<std::size_t>(settings.jobs, items.size());
+    std::vector<std::unique_ptr<Worker>> workers;
+    tvk::ThreadGroup group;
+    while (workers.size() + 1 < jobs) {
+      workers.push_back(std::make_unique<Worker>());
+      if (!workers.back()->Start(&queue, true)) break;  // the others do the work
+      group.Add(*workers.back());
+    }
+    queue.WorkOff();
+    group.JoinAll();
+
+    const bool wasInterrupted = s_stopSignal != 0;
+    report.Totals(wasInterrupted);
+    if (wasInterrupted) GracefulStop::EndBySignal();
+    return report.HasFailures() ? statusFileFailed : 0;
+  }
+};
+
+}  // namespace
+}  // namespace tvkpack
+
+int main(int argc, char** argv) {
+  tvkpack::Program program;
+  return tvk::Application::Main(argc, argv);
+}

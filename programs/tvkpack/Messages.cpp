@@ -1,0 +1,101 @@
+#include "Messages.h"
+
+#include <vector>
+
+#include <tvk/text/MessageFormat.h>
+#include <tvk/text/MessageTable.h>
+
+namespace tvkpack {
+namespace {
+
+constexpr char s_help[] =
+    R"(Packs files with gzip, in place: NAME becomes NAME.gz once the packed block has
+been unpacked again and compared, and is safe on disk.
+
+  tvkpack [options] WHAT...
+
+WHAT is a file, or a folder with name patterns behind commas, for instance
+/var/log,*.log,*.txt - without patterns every file of the folder.
+"~" in front is the home folder.
+
+  -pack            pack (the default)
+  -unpack          unpack NAME.gz to NAME
+  -test            unpack in memory only and say which blocks are whole
+  -list            list packed files
+  -recurse         with all sub-folders
+  -keep            leave the originals
+  -overwrite       replace targets that exist
+  -before=DATE[,TIME[ZONE]]   only files modified before: 2024-03-15T12:00:00Z
+  -after=DATE[,TIME[ZONE]]    only files modified then or later: 2024Mar15
+  -larger=N        only files of more than N bytes (also octal or hexadecimal)
+  -smaller=N       only files of fewer than N bytes
+  -skip=HEXBYTES   leave files that begin with these bytes
+  -jobs=N          N files at a time, 1 to 64 (otherwise as many as processors)
+  -ask             ask for each file: y yes, n no, a all, q quit
+  -page            pause after each screenful
+  -log             report to the system log
+  -quiet           report errors only
+  -help, -version
+
+Left alone, with a word why: empty files, links and files with more than one
+link, packed files, files over 4 GiB, and what would not shrink or changes.
+
+Exit status: 0 all well, 4 a file failed, 3 bad command line or other error,
+11 aborted at a prompt.)";
+
+constexpr struct {
+  MessageCode code;
+  const char* text;
+} s_messages[] = {
+    {NotWhole, "file is no whole gzip block%1"},
+    {NotTheSame, "packed block of %1 does not unpack to the same"},
+    {HelpText, s_help},
+    {VersionText, "tvkpack %1"},
+    {LinePacked, "packed   %4  %1 -> %2  %3"},
+    {LineUnpacked, "unpacked %4  %1 -> %2  %3"},
+    {LineTested, "ok       %4  %1 -> %2  %3"},
+    {LineLeft, "left     %2  %1"},
+    {LineListed, "%1 %2 %3  %4  %5"},
+    {ListHeader, "      packed     unpacked  ratio  modified             name"},
+    {ReasonLink, "symbolic link"},
+    {ReasonManyLinks, "has more than one link"},
+    {ReasonNoFile, "not a regular file"},
+    {ReasonEmpty, "empty"},
+    {ReasonPacked, "already packed"},
+    {ReasonNotPacked, "not packed"},
+    {ReasonTooLarge, "too large for one block"},
+    {ReasonNotSmaller, "would not get smaller"},
+    {ReasonChanged, "changed meanwhile"},
+    {ReasonSkipped, "begins with the bytes to skip"},
+    {ReasonLeftover, "left over from an interrupted run"},
+    {ReasonRefused, "not wanted"},
+    {TotalsPacked, "%1 packed, %2 left alone, %3 failed, %4 -> %5"},
+    {TotalsUnpacked, "%1 unpacked, %2 left alone, %3 failed, %4 -> %5"},
+    {TotalsTested, "%1 tested, %2 left alone, %3 failed, %4 -> %5"},
+    {TotalsListed, "%1 listed, %2 left alone, %3 failed, %4 -> %5"},
+    {Progress, "%1 of %2 files"},
+    {QuestionPack, "Pack %1?"},
+    {QuestionUnpack, "Unpack %1?"},
+    {QuestionTest, "Test %1?"},
+    {QuestionList, "List %1?"},
+    {AnswerKeys, "ynaq"},
+    {Interrupted, "interrupted; the files above are done, all others as they were"},
+};
+
+}  // namespace
+
+void registerMessages() {
+  for (const auto& [code, text] : s_messages) tvk::registerMessage("tvkpack", {code, text});
+}
+
+std::string message(MessageCode code, std::initializer_list<std::string> values) {
+  tvk::StringBase<char> format;
+  tvk::loadMessage("tvkpack", code, false, format);
+  std::vector<const char*> texts;
+  for (const std::string& value : values) texts.push_back(value.c_str());
+  tvk::StringBase<char> text;
+  tvk::formatMessageWith(text, format.c_str(), texts);
+  return text;
+}
+
+}  // namespace tvkpack

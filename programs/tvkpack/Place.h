@@ -1,0 +1,98 @@
+// Files named by an open folder, so that nobody can lead the work elsewhere by swapping folders for links.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <tvk/files/FileString.h>
+#include <zed/ByteBuffer.h>
+
+namespace tvkpack {
+
+// An open descriptor that is closed at the end of its life.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int number) noexcept : m_number(number) {}
+  Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(m_number, other.m_number);
+    return *this;
+  }
+  ~Descriptor();
+
+  int Number() const noexcept { return m_number; }
+  bool IsOpen() const noexcept { return m_number >= 0; }
+
+ private:
+  int m_number = -1;
+};
+
+// Throws the FileException that stands for errno, or `defaultCode` where none does.
+[[noreturn]] void throwSystemError(std::int64_t defaultCode, const tvk::FileString& path);
+
+// One file: its open folder, its name there, and its path for messages. Every failure throws FileException with the
+// path concerned. Links are never followed below the root that the user named.
+class Place {
+ public:
+  // Opens the folder of `path`, which begins with `root`; only the root itself may lead through links.
+  Place(const tvk::FileString& root, const tvk::FileString& path);
+
+  const tvk::FileString& Path() const noexcept { return m_path; }
+  const std::string& Name() const noexcept { return m_name; }
+  // The path of another name in the same folder.
+  tvk::FileString PathOf(const std::string& name) const;
+
+  // The status of the name itself; throws 1001 when there is none.
+  struct stat Status() const;
+  bool Exists(const std::string& name) const;
+  // Opens the file for reading.
+  Descriptor Open() const;
+  // Takes the name away.
+  void Remove(const std::string& name) const;
+  // Forces the folder to disk.
+  void Force() const;
+
+  int Folder() const noexcept { return m_folder.Number(); }
+
+ private:
+  tvk::FileString m_path;
+  std::string m_name;
+  Descriptor m_folder;
+};
+
+// Whether two states of a file are of the same, unchanged file.
+bool isSameState(const struct stat& a, const struct stat& b) noexcept;
+
+// Reads a whole file of the size that `status` tells; false when it turns out shorter or longer.
+bool readWhole(const Descriptor& file, const struct stat& status, const tvk::FileString& path,
+               zed::ByteBuffer& out);
+
+// A file that is written beside its target and put in its place at the end, or removed when that does not happen.
+class NewFile {
+ public:
+  explicit NewFile(const Place& place);
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile();
+
+  static bool IsLeftover(std::string_view name) noexcept;
+
+  void Write(const zed::ByteBuffer& bytes);
+  // Gives it mode, owner (when root) and times of another file, and forces it to disk.
+  void Finish(const struct stat& like);
+  // Puts it in place; error 1029 when the target exists, unless `overwrite`.
+  void Rename(const std::string& target, bool overwrite);
+
+ private:
+  const Place& m_place;
+  std::string m_name;
+  Descriptor m_file;
+  bool m_isPending = true;
+};
+
+}  // namespace tvkpack
