@@ -55,7 +55,8 @@ void expectItems(std::uint32_t flags, std::int32_t limit, const std::vector<std:
 
 }  // namespace
 
-TEST(Parsing, PlainItems) {
+TEST(Parsing, Items) {
+  // plain
   expectItems(0, 99,
               {"abc def", "abc def|", " abc", " abc|", "", "2024 |", "a\xE4\x80\"b'", "a\xE4\x80\"b'|",
                "abc\tdef", "2006 abc\tdef|def", "a\nb", "2006 a\nb|b"});
@@ -65,9 +66,7 @@ TEST(Parsing, PlainItems) {
   expectItems(skip, 99, {" \tabc", "abc|", "  ", "2024 |"});
   expectItems(skip | blankEnds, 99, {" \t\"abc\"", "abc|", "  abc", "2024   abc|  abc"});
   expectItems(quoted, 99, {"abc", "2023 abc|abc", "\"abc\"", "abc|"});
-}
-
-TEST(Parsing, QuotedPiecesAndLineBreaks) {
+  // quoted pieces and line breaks
   expectItems(0, 99, {"\"abc\" \"def\"", "abc| \"def\"", "\"abc", "2006 \"abc|\"abc", "x\"a\"", "x\"a\"|"});
   expectItems(skip, 99, {"\"abc\" \"def\" x", "abcdef|x", "\"a\"\n\"b\"", "a|\n\"b\""});
   expectItems(skip | raw, 99, {"\"abc\" \"def\"", "\"abc\"\"def\"|"});
@@ -75,9 +74,7 @@ TEST(Parsing, QuotedPiecesAndLineBreaks) {
   expectItems(lines | raw, 99, {"\"a\nb\"", "\"a\\nb\"|"});
   expectItems(lines | skip, 99, {"\"a\"\r\n \"b\"", "a\nb|", "\"a\"\n\n  b", "a\n\n|b"});
   expectItems(lines | skip | raw, 99, {"\"a\"\r\n \"b\"", "\"a\\nb\"|"});
-}
-
-TEST(Parsing, Escapes) {
+  // escapes
   expectItems(
       0, 99,
       {"\\t\\v\\b\\r\\f\\a\\\\\\?\\'\\\"\\n", "\t\v\b\r\f\a\\?'\"\n|", "a\\x41g\\101b\\qb\\8", "aAgAbqb8|",
@@ -85,9 +82,7 @@ TEST(Parsing, Escapes) {
        "2006 a\\\tb|b", "a\\", "a|", "\"a\\\"", "2006 \"a\\\"|\"a\\\""});
   expectItems(blankEnds, 99, {"a\\ b", "a| b"});
   expectItems(raw, 99, {"a\\q\\\tb\\", "a\\q\\\tb\\|", "\"a\\\"b\"", "\"a\\\"b\"|"});
-}
-
-TEST(Parsing, Limits) {
+  // limits
   expectItems(0, 3,
               {"abcdef", "abc|def", "abc", "abc|", "\"abcdef\"", "2006 \"abcdef\"|\"abcdef\"", "\"abc\"\"d\"",
                "abc|\"d\""});
