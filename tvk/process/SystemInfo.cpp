@@ -66,8 +66,8 @@ bool SystemInfoImpl::GetHostName(StringBase<char>& name) {
 bool SystemInfoImpl::FillPathConventions() {
   const CriticalSectionLock lock(m_lock);
   if (m_directorySeparator.empty()) {
-    m_directorySeparator = "/";
-    m_searchPathSeparator = ":";
+    m_directorySeparator = '/';
+    m_searchPathSeparator = ':';
     m_pathConventions = 0;
   }
   return true;
