@@ -18,9 +18,9 @@ struct HeapWatch {
 
 // Bytes that cannot be compressed, or that can.
 inline ByteBuffer bytes(std::size_t size, bool isRandom = false) {
-  std::string text(size, '\0');
-  std::generate(text.begin(), text.end(), std::mt19937(static_cast<unsigned>(size)));
-  for (std::size_t i = isRandom ? size : 40; i < size; ++i) text[i] = text[i - 29 - i % 11];
+  std::string text(size, 'a');
+  std::mt19937 random(static_cast<unsigned>(size));
+  for (char& c : text) c = static_cast<char>(random() % (isRandom ? 256 : 3));
   return ByteBuffer(text);
 }
 
