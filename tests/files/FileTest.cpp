@@ -139,9 +139,12 @@ TEST_F(FileTest, FailuresNameTheGivenPathAndTheCause) {
     const auto denied = thrown<FileException>([&] { File(m_path).open(ModeRead); });
     if (denied.GetCode() != 1003 || denied.cause() != std::errc::permission_denied) return 1;
     if (isNobody && thrownCode([&] { m_file.setTimes(0, 1, 2); }) != 1013) return 2;
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_NOFILE, &none);
-    return thrownCode([] { File("/dev/null").open(ModeRead); }) == 1012 ? 0 : 3;
+    rlimit limit{0, 1024};
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const auto code = thrownCode([] { File("/dev/null").open(ModeRead); });
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return code == 1012 ? 0 : 3;
   });
   EXPECT_EQ(0, stranger.status) << stranger.errors;
 }
