@@ -1,9 +1,11 @@
 #include "support/Support.h"
 
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -117,4 +119,19 @@ void writeWhole(const std::string& path, const std::string& contents) {
   std::ofstream(path, std::ios::binary) << contents;
 }
 
+std::deque<int>& syncErrors() {
+  static std::deque<int> errors;
+  return errors;
+}
+
 }  // namespace support
+
+// Stands in front of the C library's, also for the library under test.
+extern "C" int fsync(int descriptor) {
+  std::deque<int>& errors = support::syncErrors();
+  const int error = errors.empty() ? 0 : errors.front();
+  if (!errors.empty()) errors.pop_front();
+  if (error == 0) return static_cast<int>(syscall(SYS_fsync, descriptor));
+  errno = error;
+  return -1;
+}

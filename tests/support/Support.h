@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -66,6 +67,9 @@ ChildResult runCommand(const std::string& command);
 
 std::string readWhole(const std::string& path);
 void writeWhole(const std::string& path, const std::string& contents);
+
+// What the next calls of fsync, in the whole program, fail with; a 0 lets one through.
+std::deque<int>& syncErrors();
 
 // The code of the Exception that `work` throws; 0 when it throws none.
 template <class Work>

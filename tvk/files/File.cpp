@@ -35,7 +35,11 @@ File::File(File&& other) noexcept = default;
 File& File::operator=(File&& other) noexcept = default;
 File::~File() = default;
 
-void File::raise(std::int64_t code) const { throw FileException(code, m_name); }
+void File::raise(std::int64_t code, int cause) const {
+  FileException exception(code, m_name);
+  exception.setCause(cause);
+  throw exception;
+}
 
 template <class Work>
 decltype(auto) File::forward(std::int64_t closedCode, Work&& work) const {
@@ -182,13 +186,13 @@ void File::getTimes(std::int64_t& changeTime, std::int64_t& accessTime,
                     std::int64_t& modificationTime) const {
   if (isOpen())
     return forward(1009, [&](FileImpl& body) { body.getTimes(changeTime, accessTime, modificationTime); });
-  if (!readFileTimes(m_name, changeTime, accessTime, modificationTime)) raise(1001);
+  if (!readFileTimes(m_name, changeTime, accessTime, modificationTime)) raise(1001, errno);
 }
 
 void File::setTimes(std::int64_t changeTime, std::int64_t accessTime, std::int64_t modificationTime) {
   if (isOpen())
     return forward(1010, [&](FileImpl& body) { body.setTimes(changeTime, accessTime, modificationTime); });
-  if (!writeFileTimes(m_name, accessTime, modificationTime)) raise(1001);
+  if (!writeFileTimes(m_name, accessTime, modificationTime)) raise(1001, errno);
 }
 
 void File::getTimes(DateTimeO& changeTime, DateTimeO& accessTime, DateTimeO& modificationTime) const {
@@ -196,9 +200,11 @@ void File::getTimes(DateTimeO& changeTime, DateTimeO& accessTime, DateTimeO& mod
   std::int64_t access = 0;
   std::int64_t modification = 0;
   getTimes(change, access, modification);
-  changeTime = DateTimeO::FromUnixTime(change);
-  accessTime = DateTimeO::FromUnixTime(access);
-  modificationTime = DateTimeO::FromUnixTime(modification);
+  const DateTimeO changed = DateTimeO::FromUnixTime(change);
+  const DateTimeO accessed = DateTimeO::FromUnixTime(access);
+  modificationTime = DateTimeO::FromUnixTime(modification);  // none is set when one lies out of range
+  accessTime = accessed;
+  changeTime = changed;
 }
 
 void File::setTimes(const DateTimeO& /*changeTime*/, const DateTimeO& accessTime,

@@ -159,7 +159,7 @@ class TVK_EXPORT File {
  private:
   template <class Work>
   decltype(auto) forward(std::int64_t closedCode, Work&& work) const;
-  [[noreturn]] void raise(std::int64_t code) const;
+  [[noreturn]] void raise(std::int64_t code, int cause = 0) const;
   // Takes over an open descriptor of the file of this name.
   void adopt(int descriptor, std::uint32_t mode);
 

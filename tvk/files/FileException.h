@@ -52,6 +52,7 @@ class TVK_EXPORT FileException : public Exception {
   // What the system said, also where systemError() is 0; no error when the system had no part in the failure. The
   // text does not show it.
   std::error_code cause() const noexcept { return {m_cause, std::system_category()}; }
+  void setCause(int error) noexcept { m_cause = error; }
 
  private:
   FileException(std::int64_t code, const FileString& path, const StringBase<char>& second,

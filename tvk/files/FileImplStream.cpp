@@ -26,8 +26,7 @@ constexpr std::streamoff nowhere = -1;
 struct BufferMemory : std::filebuf {
   static bool put(std::filebuf& buffer, const void* data, std::size_t count) {
     char* const next = (buffer.*&BufferMemory::pptr)();
-    if (count == 0 || count >= static_cast<std::size_t>((buffer.*&BufferMemory::epptr)() - next))
-      return false;
+    if (count == 0 || count > static_cast<std::size_t>((buffer.*&BufferMemory::epptr)() - next)) return false;
     std::memcpy(next, data, count);
     (buffer.*&BufferMemory::pbump)(static_cast<int>(count));
     return true;
@@ -130,10 +129,8 @@ std::size_t FileImplStream::read(void* buffer, std::size_t count) {
   if (BufferMemory::get(*rdbuf(), buffer, count)) return count;
   constexpr std::size_t most = std::numeric_limits<std::streamsize>::max();
   try {
-    const std::streamsize got =
-        rdbuf()->sgetn(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(count, most)));
-    if (got == 0 && count != 0) m_direction = Direction::None;
-    return static_cast<std::size_t>(got);
+    return static_cast<std::size_t>(
+        rdbuf()->sgetn(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(count, most))));
   } catch (const std::ios_base::failure& e) {
     errno = e.code().category() == std::iostream_category() ? 0 : e.code().value();
   }
