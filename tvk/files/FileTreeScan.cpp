@@ -1,14 +1,17 @@
 #include <tvk/files/FileTreeScan.h>
 #include <tvk/files/detail/FolderChain.h>
 #include <tvk/process/Platform.h>
+#include <tvk/text/Characters.h>
 #include <tvk/text/Exception.h>
 
 #include <dirent.h>
 #include <fnmatch.h>
 #include <glob.h>
+#include <locale.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstring>
 #include <new>
 #include <string>
@@ -42,6 +45,41 @@ bool isDotName(std::string_view path) {
   path = path.substr(0, path.find_last_not_of('/') + 1);
   path = path.substr(path.rfind('/') + 1);
   return path == "." || path == "..";
+}
+
+// Whether strcoll() compares byte by byte.
+bool collatesBytes() {
+  const char* const locale =
+      uselocale(nullptr) == LC_GLOBAL_LOCALE ? std::setlocale(LC_COLLATE, nullptr) : nullptr;
+  return locale != nullptr && (std::strcmp(locale, "C") == 0 || std::strcmp(locale, "POSIX") == 0);
+}
+
+// A name with the beginning of what tells it from the others, as a number that compares like the bytes.
+struct SortedName {
+  const char* name;
+  std::uint64_t key;
+};
+
+void sortByCollation(std::vector<SortedName>& names) {
+  std::sort(names.begin(), names.end(),
+            [](const SortedName& a, const SortedName& b) { return std::strcoll(a.name, b.name) < 0; });
+}
+
+void sortByBytes(std::vector<SortedName>& names) {
+  std::size_t common = names.empty() ? 0 : std::strlen(names.front().name);
+  for (const SortedName& each : names) {
+    const char* const first = names.front().name;
+    common = static_cast<std::size_t>(std::mismatch(first, first + common, each.name).first - first);
+  }
+  for (SortedName& each : names) {
+    const char* at = each.name + common;
+    for (int shift = 56; shift >= 0 && *at != '\0'; shift -= 8, ++at) {
+      each.key |= static_cast<std::uint64_t>(characters::toUnsigned(*at)) << shift;
+    }
+  }
+  std::sort(names.begin(), names.end(), [common](const SortedName& a, const SortedName& b) {
+    return a.key != b.key ? a.key < b.key : std::strcmp(a.name + common, b.name + common) < 0;
+  });
 }
 
 struct GlobResult : glob_t {
@@ -153,12 +191,17 @@ class Matcher {
     return m_entries[m_count++];
   }
 
-  void addMatches(const FileString& path, std::vector<std::size_t>& matches) {
-    std::sort(matches.begin(), matches.end(), [names = m_names.data()](std::size_t a, std::size_t b) {
-      return std::strcoll(names + a, names + b) < 0;
-    });
-    const char* const between = path.empty() || path.ends_with('/') ? "" : "/";
-    for (const std::size_t at : matches) addEntry().assign(path).append(between).append(m_names.data() + at);
+  void addMatches(const FileString& path, const std::vector<std::size_t>& matches) {
+    m_sorted.clear();
+    for (const std::size_t at : matches) m_sorted.push_back({m_names.data() + at, 0});
+    if (m_collatesBytes) {
+      sortByBytes(m_sorted);
+    } else {
+      sortByCollation(m_sorted);
+    }
+    m_prefix = path;
+    if (!path.empty() && !path.ends_with('/')) m_prefix.append(1, '/');
+    for (const SortedName& each : m_sorted) addEntry().assign(m_prefix).append(each.name);
   }
 
   void addExisting(const FileString& path, const FileString& name) {
@@ -186,6 +229,9 @@ class Matcher {
   bool m_readsFolders;
   std::vector<Pattern> m_patterns;
   platform::FolderReader m_reader;
+  bool m_collatesBytes = collatesBytes();
+  std::vector<SortedName> m_sorted;
+  std::string m_prefix;
   std::string m_names;                // matching names, each with a zero behind it
   std::vector<FileString> m_entries;  // the first m_count of them
   std::size_t m_count = 0;

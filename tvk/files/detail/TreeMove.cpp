@@ -27,17 +27,22 @@ bool isSameFile(const std::string& source, const struct stat& from, const std::s
   return S_ISLNK(from.st_mode) && !S_ISLNK(to.st_mode) && canonical(source) == canonical(target);
 }
 
-// Copies to another device and removes the source. What is in the way goes first, as it does with rename().
+// Copies to another device and removes the source. What is in the way goes first, as it does with rename(); since the
+// way to the target may lead through it, the real way is looked up before.
 int moveByCopy(const std::string& source, const struct stat& from, const std::string& target,
                const struct stat* to) {
   const std::string_view name = std::string_view(source).substr(0, source.find_last_not_of('/') + 1);
   if (name.empty() || name.ends_with("/.") || name.ends_with("/..") || name == "." || name == "..")
     return EBUSY;
+  const std::size_t slash = target.rfind('/', target.find_last_not_of('/'));
+  const std::string folder = canonical(target.substr(0, slash + 1));
+  if (folder.empty()) return errno;
+  const std::string place = folder + target.substr(slash);
   if (to != nullptr) {
     if (S_ISDIR(from.st_mode) != S_ISDIR(to->st_mode)) return S_ISDIR(to->st_mode) ? EISDIR : ENOTDIR;
-    if ((S_ISDIR(to->st_mode) ? rmdir(target.c_str()) : unlink(target.c_str())) != 0) return errno;
+    if ((S_ISDIR(to->st_mode) ? rmdir(place.c_str()) : unlink(place.c_str())) != 0) return errno;
   }
-  const int error = copyTree(source, target, CopyMode::Exact);
+  const int error = copyTree(source, place, CopyMode::Exact);
   return error != 0 ? error : removeTree(source);
 }
 
