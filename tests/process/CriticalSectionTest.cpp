@@ -5,8 +5,6 @@
 
 #include "support/Support.h"
 
-namespace {
-
 using tvk::CriticalSection;
 
 TEST(CriticalSection, KeepsOthersOutAndCopiesAreFree) {
@@ -38,5 +36,3 @@ TEST(CriticalSection, LockingTwiceIsTold) {
   EXPECT_NE(child.errors.find("tvk::CriticalSection: locked twice"), std::string::npos) << child.errors;
 }
 #endif
-
-}  // namespace

@@ -4,17 +4,12 @@
 
 #include "support/Support.h"
 
-namespace {
-
 TEST(Profiling, AddsUpAndShows) {
   tvk::ProfilingImpl run("run");
   tvk::ProfilingImpl& part = run.AddChild("part");
   part.AddChild("detail").AddMilliseconds(1259);
   part.AddMilliseconds(100'009);
   EXPECT_EQ(run.Report(), "run 00.00\n  part 100.00\n    detail 01.25\n");
-  for (const tvk::ProfilingScope scope(run); run.TotalMilliseconds() == 0; run.Start())
+  for (const tvk::ProfilingScope scope(run); run.TotalMilliseconds() < 2; run.Start())
     usleep(2'000), run.Stop();
-  EXPECT_GE(run.TotalMilliseconds(), 1u);
 }
-
-}  // namespace
