@@ -16,7 +16,8 @@ namespace tvk {
 namespace {
 
 // Sanitizers put much more on the stack.
-constexpr std::size_t s_joinableStackSize = TVK_ADDRESS_SANITIZER || TVK_THREAD_SANITIZER ? 0x200000 : 0x20000;
+constexpr std::size_t s_joinableStackSize =
+    TVK_ADDRESS_SANITIZER || TVK_THREAD_SANITIZER ? 0x200000 : 0x20000;
 
 // Keeps cancellation away from a scope. The end of the scope is where a request that came meanwhile strikes,
 // hence noexcept(false).
@@ -37,6 +38,7 @@ class CancellationOff {
   int before;
   pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before);
   pthread_testcancel();
+  // What the header promises. NOLINTNEXTLINE(cert-pos47-c,concurrency-thread-canceltype-asynchronous)
   pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &before);
   void* const result = object.Run(arg);
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
@@ -100,10 +102,15 @@ class Thread::EndStep {
 
   ~EndStep() {
     Activity::s_current = nullptr;
-    const CriticalSectionLock lock(CriticalSection::Global());
-    m_block.activity->isRunning = false;
-    m_block.activity->object = nullptr;
-    if (m_block.record->activity == m_block.activity) m_block.record->id = 0;
+    {
+      const CriticalSectionLock lock(CriticalSection::Global());
+      m_block.activity->isRunning = false;
+      m_block.activity->object = nullptr;
+    }
+    // Last, when the lock is not needed any more: who sees the id gone may take the library down. A record that
+    // was given up meanwhile holds no id, or that of another thread.
+    std::uint64_t own = pthread_self();
+    m_block.record->id.compare_exchange_strong(own, 0);
   }
 
   EndStep(const EndStep&) = delete;
@@ -168,7 +175,7 @@ Thread::Thread(std::shared_ptr<Record> record) noexcept : m_record(std::move(rec
 Thread::Thread(const Thread& other) noexcept : m_record(other.m_record) { ++m_record->holders; }
 
 Thread& Thread::operator=(const Thread& other) {
-  if (m_record == other.m_record) return *this;
+  if (this == &other || m_record == other.m_record) return *this;
   GiveUpRecord();
   m_record = other.m_record;
   ++m_record->holders;
@@ -230,7 +237,7 @@ bool Thread::Start(void* arg, bool joinable) {
   pthread_attr_destroy(&attributes);
   if (!isCreated) return false;
 
-  block.release();  // the thread's from now on; it waits for the lock
+  static_cast<void>(block.release());  // the thread's from now on; it waits for the lock
   activity->isJoinable = joinable;
   m_record->id = activity->thread;
   m_record->activity = activity;

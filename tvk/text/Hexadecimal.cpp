@@ -2,6 +2,8 @@
 #include <tvk/text/Exception.h>
 #include <tvk/text/Hexadecimal.h>
 
+#include <string_view>
+
 namespace tvk {
 
 StringBase<char> EncodeHexadecimal(std::span<const std::uint8_t> bytes) {
@@ -15,7 +17,7 @@ StringBase<char> EncodeHexadecimal(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-std::vector<std::uint8_t> DecodeHexadecimal(std::string_view text) {
+std::vector<std::uint8_t> DecodeHexadecimal(const StringBase<char>& text) {
   std::vector<std::uint8_t> bytes(text.size() / 2);
   bool isValid = text.size() % 2 == 0;
   for (std::size_t at = 0; isValid && at < text.size(); at += 2) {

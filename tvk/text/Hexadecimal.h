@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
 #include <vector>
 
 namespace tvk {
@@ -16,6 +15,6 @@ TVK_EXPORT StringBase<char> EncodeHexadecimal(std::span<const std::uint8_t> byte
 
 // The bytes behind a text of digits in either case. Throws Exception 2005 with the text when it holds another
 // character or an odd number of digits.
-TVK_EXPORT std::vector<std::uint8_t> DecodeHexadecimal(std::string_view text);
+TVK_EXPORT std::vector<std::uint8_t> DecodeHexadecimal(const StringBase<char>& text);
 
 }  // namespace tvk
