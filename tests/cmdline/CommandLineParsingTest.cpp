@@ -16,7 +16,6 @@ struct Arguments : tvk::CommandLineParsing {
     return true;
   }
   std::string text, folder, name;
-  tvk::HostAddress host;
   tvk::DateTimeO moment;
   bool flag = false;
 };
@@ -97,8 +96,10 @@ TEST(CommandLineParsing, ReadsTextsFileNamesAndHosts) {
         "\"a/b=>a/b;a;b|null  /x=>/x;/;x|null  ~bob=>/home/ubob;/home;ubob|null  \"=>2003:  ,=>;;|,");
   unsetenv("HOME");
   EXPECT_EQ(read(file, "~"), "~;;~|null");
-  check(OUTPUT(ReadHost(a.host), a.host.ToText()),
+  static tvk::HostAddress host;
+  check(OUTPUT(ReadHost(host), host.ToText()),
         "127.0.0.1;x=>127.0.0.1|;x  LOCALHOST#=>127.0.0.1|#  0:0:1+=>0:0:1::|+  ,=>2001:,;,");
+  EXPECT_FALSE(host.IsValid());  // the last one read was none
 }
 
 TEST(CommandLineParsing, ReadsDatesAndTimes) {
@@ -137,6 +138,7 @@ TEST(CommandLineParsing, LoopsOverOptions) {
   empty.SelectArgument();
   EXPECT_TRUE(empty.AtEndOfAll(false) && empty.Position() == nullptr && !empty.NextArgument());
   EXPECT_EQ(2003, support::thrownCode([&] { empty.Advance(0); }));
+  EXPECT_EQ(3u, support::slotOf(&Arguments::HandleOption));
 }
 
 TEST(CommandLineParsing, MovesTheCursor) {

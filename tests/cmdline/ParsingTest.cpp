@@ -90,6 +90,8 @@ TEST(Parsing, Items) {
   expectItems(0, 0, {"abc", "|abc"});
   expectItems(raw, 0, {"\"abc\"", "2007 \"abc\"|abc\""});
   expectItems(0, -1, {"abc", "2007 abc|bc", "\\n", "2007 \\n|", "\"\"", "|"});
+  expectItems(lines, -1, {"\r\na", "2007 \r\na|\na", "\"\"\r\na", "2007 \"\"\r\na|a"});
+  expectItems(lines, 3, {"\"ab\"\n\r\n\nx", "ab\n\n\n|x"});
 }
 
 TEST(Parsing, Hooks) {
@@ -103,6 +105,7 @@ TEST(Parsing, Hooks) {
     EXPECT_EQ(outcome(scanner, skip, 99), expected);
     EXPECT_EQ(scanner.calls, calls);
   }
+  EXPECT_TRUE(support::slotOf(&Hooked::BeginItem) == 3 && support::slotOf(&Hooked::HandleEscape) == 5);
 }
 
 TEST(Parsing, CursorAndBlanks) {

@@ -139,15 +139,9 @@ TEST(Module, StartsAndStopsTheCurrentOne) {
 }
 
 TEST(StartUp, KeepsItsBinaryInterface) {
-  // The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
-  const auto slot = [](auto operation) {
-    std::size_t offset;
-    memcpy(&offset, &operation, sizeof offset);
-    return (offset - 1) / sizeof(void*) + 1;
-  };
-  EXPECT_EQ(slot(&tvk::Application::GetPath), 3u);
-  EXPECT_EQ(slot(&tvk::Application::Exit), 6u);
-  EXPECT_EQ(slot(&tvk::Application::HandleException), 10u);
+  EXPECT_EQ(support::slotOf(&tvk::Application::GetPath), 3u);
+  EXPECT_EQ(support::slotOf(&tvk::Application::Exit), 6u);
+  EXPECT_EQ(support::slotOf(&tvk::Application::HandleException), 10u);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <filesystem>
 #include <functional>
@@ -104,6 +105,14 @@ std::string thrownMessage(Work&& work) {
     return at == std::string::npos ? text : text.substr(at + 3);
   }
   return {};
+}
+
+// The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
+template <class Operation>
+std::size_t slotOf(Operation operation) {
+  std::size_t offset;
+  std::memcpy(&offset, &operation, sizeof offset);
+  return (offset - 1) / sizeof(void*) + 1;
 }
 
 }  // namespace support

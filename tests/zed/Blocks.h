@@ -2,6 +2,7 @@
 #pragma once
 
 #include <zed/Compressor.h>
+#include <zed/Decompressor.h>
 
 #include <random>
 
@@ -9,22 +10,17 @@
 
 using zed::ByteBuffer;
 
-// Arrays since its start: how many were freed with a byte that is not zero, and the largest asked for.
-struct HeapWatch {
-  HeapWatch() { freedWithContent = largest = 0; }
-  static inline std::size_t freedWithContent = 0;
-  static inline std::size_t largest = 0;
-};
+// Arrays on the heap: how many were freed with a byte that is not zero, and the size of the largest.
+inline std::size_t freedWithContent = 0, largestArray = 0;
 
 // Bytes that cannot be compressed, or that can.
 inline ByteBuffer bytes(std::size_t size, bool isRandom = false) {
-  std::string text(size, 'a');
   std::mt19937 random(static_cast<unsigned>(size));
-  for (char& c : text) c = static_cast<char>(random() % (isRandom ? 256 : 3));
-  return ByteBuffer(text);
+  ByteBuffer block;
+  block.Resize(size);
+  for (unsigned char& byte : block) byte = static_cast<unsigned char>(random() % (isRandom ? 256 : 3));
+  return block;
 }
-
-inline std::string textOf(const ByteBuffer& block) { return {block.begin(), block.end()}; }
 
 template <class Packer = zed::GZip>
 ByteBuffer pack(const ByteBuffer& block) {
@@ -32,3 +28,5 @@ ByteBuffer pack(const ByteBuffer& block) {
   EXPECT_TRUE(packer.Compress(block) && packer.IsComplete());
   return packer.Result();
 }
+
+inline std::string textOf(const ByteBuffer& block) { return {block.begin(), block.end()}; }

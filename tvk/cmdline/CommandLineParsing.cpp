@@ -352,9 +352,7 @@ void CommandLineParsing::ReadHost(HostAddress& out) {
   NeedText();
   const char* const start = m_position;
   m_position += strcspn(m_position, ",; \t\n#*+");
-  HostAddress host;
-  if (!host.Assign(std::string_view(start, m_position)) || !host.IsValid()) FailAt(invalidOption, start);
-  out = host;
+  if (!out.Assign(std::string_view(start, m_position))) FailAt(invalidOption, start);
 }
 
 // --- Dates and times

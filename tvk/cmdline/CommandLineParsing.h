@@ -21,9 +21,9 @@ class HostAddress;
 //          end of the argument are both "empty".
 // Errors   every failure throws Exception with the text from the cursor, or from where the value began, to
 //          the end of the argument as the first parameter. On an empty cursor every reader throws 2003;
-//          further codes stand beside the readers. Nothing is printed. Outputs then keep their values,
-//          `isoForm` of ReadDate() and the buffer of ReadHexBytes() aside; where the cursor stands is not
-//          promised: Mark() and Restore() go back.
+//          further codes stand beside the readers. Nothing is printed. Outputs then keep their values, save
+//          `isoForm` of ReadDate(), the buffer of ReadHexBytes() and the host of ReadHost(); where the cursor
+//          stands is not promised: Mark() and Restore() go back.
 // Text     syntax is ASCII, whatever the locale: letters, digits and white space are those of ASCII, and
 //          "equal" characters differ at most in ASCII case.
 // Threads  one parser belongs to one thread.
@@ -152,7 +152,7 @@ class TVK_EXPORT CommandLineParsing {
   // "/" ("/" alone for the root), `name` the rest.
   void ReadFileName(std::string& out, std::string& folder, std::string& name);
   // A host name or address up to one of ",; \t\n#*+", resolved by HostAddress::Assign() with its lenient
-  // address forms; that may wait for the network. 2001 when it is no valid host.
+  // address forms; that may wait for the network. 2001 when it is no valid host; `out` has its name then.
   void ReadHost(HostAddress& out);
 
   // --- Dates and times.

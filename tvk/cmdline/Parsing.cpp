@@ -1,9 +1,10 @@
 #include <tvk/cmdline/Parsing.h>
 
+#include <string.h>
+
 #include <atomic>
 #include <cassert>
 #include <cstddef>
-#include <cstring>
 
 #include <tvk/text/Characters.h>
 #include <tvk/text/Exception.h>
@@ -66,7 +67,7 @@ Parsing::Parsing(const char* text) noexcept
 Parsing::~Parsing() = default;
 
 void Parsing::SetCursor(const char* position) noexcept {
-  m_cursor = position != nullptr ? position : m_text + std::strlen(m_text);
+  m_cursor = position != nullptr ? position : m_text + strlen(m_text);
 }
 
 bool Parsing::IsBlank() const noexcept {
@@ -86,6 +87,7 @@ bool Parsing::LineBreaksAreBlank() noexcept { return s_lineBreaksAreBlank.load(s
 bool Parsing::ReadItem(StringBase<char>& out, std::uint32_t flags, std::int32_t maxLength,
                        std::uintptr_t extra) {
   out.clear();
+  if (maxLength > 0) out.reserve(strnlen(m_cursor, static_cast<std::size_t>(maxLength)));
   ItemRecord record{maxLength, 0, flags, extra, out, 0};
   const bool isRead = ReadWhole(record);
   [[maybe_unused]] const char* const before = m_cursor;
@@ -163,7 +165,8 @@ bool Parsing::ReadCharacters(ItemRecord& record, bool isQuoted) {
       --m_cursor;
       return true;
     } else if ((record.flags & ItemLineBreaks) && isLineBreak(c)) {
-      if (!TakeLineBreak(record, c)) return false;
+      if (!AppendLineBreak(record)) return false;
+      SkipPartner(c);
     } else {
       return fail(record, codeNoEnd);
     }
@@ -215,8 +218,8 @@ Parsing::Piece Parsing::EndPiece(ItemRecord& record) {
   bool isContinued = false;
   if (skipsBlanks) SkipBlanks();
   while ((record.flags & ItemLineBreaks) && isLineBreak(*m_cursor)) {
-    const char c = *m_cursor++;
-    if (!TakeLineBreak(record, c)) return Piece::failed;
+    SkipPartner(*m_cursor++);
+    if (!AppendLineBreak(record)) return Piece::failed;
     if (skipsBlanks) SkipBlanks();
     isContinued = true;
   }
@@ -227,14 +230,13 @@ Parsing::Piece Parsing::EndPiece(ItemRecord& record) {
   return Piece::goesOn;
 }
 
-bool Parsing::TakeLineBreak(ItemRecord& record, char first) {
-  if (isLineBreak(*m_cursor) && *m_cursor != first) ++m_cursor;
-  return AppendLineBreak(record);
+void Parsing::SkipPartner(char lineBreak) noexcept {
+  if (isLineBreak(*m_cursor) && *m_cursor != lineBreak) ++m_cursor;
 }
 
 bool Parsing::IsInText(const char* before) const noexcept {
   if (m_cursor <= before) return m_cursor >= m_text;
-  return std::memchr(before, '\0', static_cast<std::size_t>(m_cursor - before)) == nullptr;
+  return memchr(before, '\0', static_cast<std::size_t>(m_cursor - before)) == nullptr;
 }
 
 }  // namespace tvk

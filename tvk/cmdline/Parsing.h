@@ -22,13 +22,12 @@ struct ItemRecord {
 // plain run of characters or one in double quotation marks, with backslash escapes. Subclasses read their
 // grammars with it and take part in reading an item through three hooks.
 //
-// Escapes  \t \v \b \r \f \a \\ \? \' \" as in C; \n is a line break; up to three octal digits, or x and any
-// number
-//          of hexadecimal digits, give one byte (the low 8 bits). Before anything else the backslash is
-//          dropped.
-// Errors   ReadItem() throws Exception with one of the codes below and the text from the start of the item
-// on. Threads  a scanner belongs to one thread at a time. Lifetime the text is not copied: it has to outlive
-// the scanner. Null counts as empty.
+// Escapes  \t \v \b \r \f \a \\ \? \' \" as in C; \n is a line break; up to three octal digits, or x and
+//          any number of hexadecimal digits, give one byte (the low 8 bits). Before anything else the
+//          backslash is dropped.
+// Errors   ReadItem() throws Exception with one of the codes below and the text from where the item began.
+// Threads  a scanner belongs to one thread at a time.
+// Lifetime the text is not copied: it has to outlive the scanner. Null counts as empty.
 //
 //   tvk::Parsing scanner("\"two words\" three");
 //   scanner.ReadItem(item, tvk::Parsing::ItemSkipBlanks | tvk::Parsing::ItemEndsAtBlank, 80);
@@ -69,8 +68,10 @@ class TVK_EXPORT Parsing {
   static bool LineBreaksAreBlank() noexcept;
 
   // Reads one item into `out`, at most `maxLength` characters; what is left of a longer plain item stays at
-  // the cursor. With ItemRaw the item may get one character longer. With a limit below 0 only an empty item
-  // can be read. Adjacent quoted pieces make one item. True, or an exception:
+  // the cursor. With ItemRaw the item may get one character longer, and with ItemLineBreaks it gets all line
+  // breaks behind a closing mark, whatever the limit. With a limit below 0 only an empty item can be read.
+  // Adjacent quoted pieces make one item. Room is taken at once for as much as the limit and the rest of the
+  // text allow: give a limit that fits the item. True, or an exception:
   //   2006  a control character in the item, or no closing mark before the end of the text or the limit
   //   2007  something to append under a limit of 0 or less
   //   2023  not quoted, with ItemQuoted
@@ -104,9 +105,10 @@ class TVK_EXPORT Parsing {
   bool ReadWhole(ItemRecord& record);
   bool ReadCharacters(ItemRecord& record, bool isQuoted);
   bool ReadEscape(ItemRecord& record);
-  bool TakeLineBreak(ItemRecord& record, char first);
-
   Piece EndPiece(ItemRecord& record);
+
+  // Moves over the other half of CR LF or LF CR.
+  void SkipPartner(char lineBreak) noexcept;
   bool IsInText(const char* before) const noexcept;
 
   const char* m_text;
