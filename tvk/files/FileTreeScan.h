@@ -43,7 +43,7 @@ inline constexpr std::uint32_t ScanRecursive = 0x100;
 //   };
 class TVK_EXPORT FileTreeScan : public File {
  public:
-  // Takes a copy of the specification; its `recursive` adds ScanRecursive to the flags.
+  // Takes a copy of the FileSpecification; its `recursive` adds ScanRecursive to the flags.
   explicit FileTreeScan(const FileSpecification& specification, std::uint32_t options = 0,
                         std::uint32_t flags = 0);
   ~FileTreeScan() override;
@@ -60,7 +60,7 @@ class TVK_EXPORT FileTreeScan : public File {
   virtual void onFolderVisited();
 
  public:
-  // Scans the folder of the specification as it is, without normalising it. The empty folder matches in the current
+  // Scans the folder of the FileSpecification as it is, without normalising it. The empty folder matches in the current
   // one and has no sub-folders.
   void run();
   // Scans another folder, or from within a hook one more.
