@@ -141,12 +141,12 @@ class Job {
 
   // Writes the new file beside, puts it in place, and only then lets the original go.
   void Replace(const zed::ByteBuffer& contents, const std::string& target) {
-    NewFile file(m_place);
+    NewFile file(m_place, target);
     file.Write(contents);
     file.Finish(m_status);
     CheckUnchanged();
     CheckStop();
-    file.Rename(target, m_settings.overwrite);
+    file.Rename(m_settings.overwrite);
     m_place.Force();
     if (m_settings.keep) return;
     try {

@@ -159,7 +159,7 @@ bool readWhole(const Descriptor& file, const struct stat& status, const tvk::Fil
   return again([&] { return read(file.Number(), &more, 1); }) == 0;
 }
 
-NewFile::NewFile(const Place& place) : m_place(place) {
+NewFile::NewFile(const Place& place, std::string target) : m_place(place), m_target(std::move(target)) {
   for (int attempt = 0; attempt < attemptsForAName && !m_file.IsOpen(); ++attempt) {
     m_name = randomName();
     m_file = Descriptor(again([&] {
@@ -168,7 +168,7 @@ NewFile::NewFile(const Place& place) : m_place(place) {
     }));
     if (!m_file.IsOpen() && errno != EEXIST) break;
   }
-  if (!m_file.IsOpen()) throwSystemError(codeNotCreated, place.PathOf(m_name));
+  if (!m_file.IsOpen()) throwSystemError(codeNotCreated, place.PathOf(m_target));
 }
 
 NewFile::~NewFile() {
@@ -181,13 +181,13 @@ void NewFile::Write(const zed::ByteBuffer& bytes) {
   for (std::size_t done = 0; done < bytes.Size();) {
     const ssize_t count =
         again([&] { return write(m_file.Number(), bytes.Data() + done, bytes.Size() - done); });
-    if (count < 0) throwSystemError(codeNotWritten, m_place.PathOf(m_name));
+    if (count < 0) throwSystemError(codeNotWritten, m_place.PathOf(m_target));
     done += static_cast<std::size_t>(count);
   }
 }
 
 void NewFile::Finish(const struct stat& like) {
-  const tvk::FileString path = m_place.PathOf(m_name);
+  const tvk::FileString path = m_place.PathOf(m_target);
   // The owner first: changing it clears the set-user-id bits of the mode.
   if (geteuid() == 0 && fchown(m_file.Number(), like.st_uid, like.st_gid) != 0)
     throwSystemError(codeDenied, path);
@@ -197,19 +197,19 @@ void NewFile::Finish(const struct stat& like) {
   if (again([&] { return fsync(m_file.Number()); }) != 0) throwSystemError(codeNotWritten, path);
 }
 
-void NewFile::Rename(const std::string& target, bool overwrite) {
+void NewFile::Rename(bool overwrite) {
   const int folder = m_place.Folder();
   int result = -1;
   if (overwrite) {
-    result = renameat(folder, m_name.c_str(), folder, target.c_str());
+    result = renameat(folder, m_name.c_str(), folder, m_target.c_str());
   } else {
-    result = renameat2(folder, m_name.c_str(), folder, target.c_str(), RENAME_NOREPLACE);
+    result = renameat2(folder, m_name.c_str(), folder, m_target.c_str(), RENAME_NOREPLACE);
     if (result != 0 && (errno == EINVAL || errno == ENOSYS)) {  // a file system without it
-      result = linkat(folder, m_name.c_str(), folder, target.c_str(), 0);
+      result = linkat(folder, m_name.c_str(), folder, m_target.c_str(), 0);
       if (result == 0) result = unlinkat(folder, m_name.c_str(), 0);
     }
   }
-  if (result != 0) throwSystemError(codeNotCreated, m_place.PathOf(target));
+  if (result != 0) throwSystemError(codeNotCreated, m_place.PathOf(m_target));
   m_isPending = false;
 }
 

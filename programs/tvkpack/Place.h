@@ -75,7 +75,7 @@ bool readWhole(const Descriptor& file, const struct stat& status, const tvk::Fil
 // A file that is written beside its target and put in its place at the end, or removed when that does not happen.
 class NewFile {
  public:
-  explicit NewFile(const Place& place);
+  NewFile(const Place& place, std::string target);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
@@ -86,10 +86,11 @@ class NewFile {
   // Gives it mode, owner (when root) and times of another file, and forces it to disk.
   void Finish(const struct stat& like);
   // Puts it in place; error 1029 when the target exists, unless `overwrite`.
-  void Rename(const std::string& target, bool overwrite);
+  void Rename(bool overwrite);
 
  private:
   const Place& m_place;
+  std::string m_target;  // errors name it, whatever the file is called meanwhile
   std::string m_name;
   Descriptor m_file;
   bool m_isPending = true;
