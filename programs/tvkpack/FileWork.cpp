@@ -218,7 +218,8 @@ class Job {
                          pread(m_file.Number(), size, sizeof(size), m_status.st_size - 4) == sizeof(size);
     if (!isWhole || std::memcmp(head, gzipMagic, sizeof(head)) != 0)
       throw tvk::Exception::Of(codeBadHeader, ": " + std::string(m_place.Path()));
-    const std::uint64_t unpacked = size[0] | size[1] << 8 | size[2] << 16 | std::uint64_t{size[3]} << 24;
+    const std::uint64_t unpacked = std::uint64_t{size[0]} | std::uint64_t{size[1]} << 8 |
+                                   std::uint64_t{size[2]} << 16 | std::uint64_t{size[3]} << 24;
     const std::string time = tvk::DateTimeO::FromUnixTime(m_status.st_mtim.tv_sec).Format(true);
     return {Outcome::Done,
             message(LineListed,
