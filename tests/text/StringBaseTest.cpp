@@ -129,6 +129,9 @@ TEST(StringBase, CopyingToTheCallersBuffer) {
   EXPECT_THAT(signs, ElementsAre(0xFFA9, 0x007F));
   Wide(L"\xA9\x12345").CopyUnitsTo(signs.data(), 2, false);
   EXPECT_THAT(signs, ElementsAre(0x00A9, 0x2345));
+  std::array<std::uint16_t, 2> plain{};
+  EXPECT_EQ(Narrow(signs.data(), 1).size() + Wide(L"\xA9z").CopyUnitsTo(plain.data(), 2, false), 3u);
+  EXPECT_EQ(Wide(plain.data(), 2), Wide(L"\xA9z"));
   EXPECT_EQ(Narrow("a\xA9").CopyAsciiTo(bytes.data(), 8, true), 2u);
   EXPECT_STREQ(bytes.data(), "a?");
   EXPECT_EQ(Wide(L"\x80z").CopyAsciiTo(bytes.data(), 8, true), 2u);

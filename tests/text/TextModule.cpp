@@ -1,6 +1,8 @@
 // A module with texts, and with the answers of a module that is up to no good.
 #include <tvk/text/MessageEntry.h>
 
+#include <pthread.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -45,6 +47,9 @@ TVK_MODULE_EXPORT std::uint32_t TvkLoadStringFromResource(std::uint32_t code, st
       return 255;
     case 70006:
       return size == 256 ? 400 : 0;
+    case 70007:
+      pthread_testcancel();
+      return 0;
     default:
       return 0;
   }

@@ -1,7 +1,8 @@
 #include <tvk/process/ModuleRegistry.h>
-#include <tvk/process/Platform.h>
 
 #include <dlfcn.h>
+
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 
@@ -15,9 +16,10 @@ void* LoadedModule::Symbol(const char* name) const {
   return address != nullptr && platform::liesInModule(address, m_handle) ? address : nullptr;
 }
 
-std::vector<LoadedModule> LoadedModules() {
-  // The names come first and the references later: the walk over the loader's list must not open anything.
-  std::vector<std::string> paths = platform::loadedModulePaths();
+// The names come first and the references later: the walk over the loader's list must not open anything.
+std::vector<LoadedModule> LoadedModules() { return LoadedModules(platform::loadedModulePaths()); }
+
+std::vector<LoadedModule> LoadedModules(std::vector<std::string> paths) {
   std::vector<LoadedModule> modules;
   modules.reserve(paths.size());
   for (std::string& path : paths)

@@ -1,11 +1,11 @@
 // What the process has loaded, and the symbols in it.
 #pragma once
 
-#include <tvk/Export.h>
-
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <tvk/Export.h>
 
 namespace tvk {
 
@@ -30,7 +30,7 @@ class TVK_EXPORT LoadedModule {
   void* Symbol(const char* name) const;
 
  private:
-  friend TVK_EXPORT std::vector<LoadedModule> LoadedModules();
+  friend TVK_EXPORT std::vector<LoadedModule> LoadedModules(std::vector<std::string> paths);
   LoadedModule(void* handle, std::string path) noexcept : m_handle(handle), m_path(std::move(path)) {}
 
   void* m_handle;
@@ -40,5 +40,7 @@ class TVK_EXPORT LoadedModule {
 // Everything that is loaded now, in load order, the main program first. Safe from every thread; what another
 // thread unloads meanwhile is left out.
 TVK_EXPORT std::vector<LoadedModule> LoadedModules();
+// The same of the modules with these paths alone, in the order given.
+TVK_EXPORT std::vector<LoadedModule> LoadedModules(std::vector<std::string> paths);
 
 }  // namespace tvk

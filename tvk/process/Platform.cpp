@@ -74,6 +74,17 @@ std::vector<std::string> loadedModulePaths() {
   return paths;
 }
 
+std::uint64_t loaderState() {
+  std::uint64_t state = 0;
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, std::size_t, void* sum) {
+        *static_cast<std::uint64_t*>(sum) = info->dlpi_adds + info->dlpi_subs;
+        return 1;  // the first module tells all
+      },
+      &state);
+  return state;
+}
+
 void* openIfLoaded(const std::string& path) {
   return dlopen(path.empty() ? nullptr : path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
 }

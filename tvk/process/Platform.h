@@ -24,6 +24,9 @@ TVK_EXPORT std::string currentFolder();
 // The loader's names of everything the process has loaded, in load order; the main program's is empty.
 TVK_EXPORT std::vector<std::string> loadedModulePaths();
 
+// A number that is another one after each loading and unloading; never 0.
+TVK_EXPORT std::uint64_t loaderState();
+
 // A handle, to be given to dlclose, on the module that the loader knows by this name; null when it is not
 // loaded.
 TVK_EXPORT void* openIfLoaded(const std::string& path);

@@ -1,13 +1,14 @@
 #include <tvk/text/BuiltinMessages.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace tvk {
 namespace {
 
 // clang-format off
-constexpr TvkMessageEntry s_messages[] = {
+constexpr BuiltinMessage s_messages[] = {
     {1001, "file %1 not found"},
     {1002, "folder not found: %1"},
     {1003, "file %1 cannot be opened"},
@@ -155,13 +156,25 @@ static_assert(std::ranges::adjacent_find(s_messages,
                   std::end(s_messages),
               "unique codes in ascending order");
 
+// Where the text of a code is, plus one, by the low bits of the code, in which the codes happen to differ; 0
+// where there is none.
+constexpr std::size_t indexSize = 2048;
+constexpr auto s_index = [] {
+  std::array<std::uint8_t, indexSize> index{};
+  std::uint8_t number = 0;
+  for (const BuiltinMessage& message : s_messages) index[message.code % indexSize] = ++number;
+  return index;
+}();
+static_assert(std::ranges::count(s_index, 0) == indexSize - std::size(s_messages), "no two share a place");
+static_assert(std::size(s_messages) <= 255, "a place fits a byte");
+
 }  // namespace
 
-std::span<const TvkMessageEntry> builtinMessages() noexcept { return s_messages; }
+std::span<const BuiltinMessage> builtinMessages() noexcept { return s_messages; }
 
-const char* builtinMessage(std::uint32_t code) noexcept {
-  const auto* const entry = std::ranges::lower_bound(s_messages, code, {}, &TvkMessageEntry::code);
-  return entry != std::end(s_messages) && entry->code == code ? entry->text : nullptr;
+const BuiltinMessage* builtinMessage(std::uint32_t code) noexcept {
+  const std::size_t number = s_index[code % indexSize];
+  return number != 0 && s_messages[number - 1].code == code ? &s_messages[number - 1] : nullptr;
 }
 
 }  // namespace tvk

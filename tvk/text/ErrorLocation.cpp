@@ -65,7 +65,7 @@ StringBase<char> ErrorLocation::Current() {
   const std::lock_guard lock(s_lock);
   if (s_stacks == nullptr) return {};
   const auto found = s_stacks->find(pthread_self());
-  if (found == s_stacks->end()) return {};
+  if (found == s_stacks->end() || found->second.empty()) return {};
   const Stack& stack = found->second;
   auto first = std::prev(stack.end());
   while (first->isChained && first != stack.begin()) --first;

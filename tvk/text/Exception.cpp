@@ -1,5 +1,6 @@
 #include <tvk/text/Exception.h>
 
+#include <tvk/process/Platform.h>
 #include <tvk/text/MessageFormat.h>
 #include <tvk/text/MessageTable.h>
 #include <tvk/text/ProgramName.h>
@@ -84,6 +85,7 @@ Exception& Exception::operator=(const Exception& other) {
 Exception::~Exception() = default;
 
 const char* Exception::what() const noexcept {
+  const platform::QuietScope quiet;  // a cancelled thread that unwinds out of here would end the process
   try {
     return Text();
   } catch (const std::exception&) {

@@ -6,7 +6,9 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include <tvk/Export.h>
 #include <tvk/text/ErrorLocation.h>
@@ -20,8 +22,8 @@ namespace tvk {
 //
 // The text is formed when asked for: "NAME, LOCATION: SEVERITY PREFIXCODE - MESSAGE." with the parts of
 // ProgramName, ErrorLocation and the message table; code 1001 with "/tmp/x" in the program "tool" reads
-// "tool: fatal error 1001 - file /tmp/x not found.". An unknown code reads "Undocumented/internal (CODE,
-// ...)".
+// "tool: fatal error 1001 - file /tmp/x not found.". The message of an unknown code is
+// "Undocumented/internal (CODE, PARAMETERS)".
 //
 // Threads   one exception is used by one thread at a time; the text of what() lives until the next call.
 // Slicing   a FileException caught by value as Exception keeps its parameters and loses its path.
@@ -55,7 +57,7 @@ class TVK_EXPORT Exception : public std::exception {
   Exception& operator=(const Exception& other);
   ~Exception() override;
 
-  // The text operation's answer; never throws: "out of memory" when the text cannot be formed.
+  // The text operation's answer; never throws: "out of memory" when the text cannot be formed. Keeps `errno`.
   const char* what() const noexcept override;
   // Forms the text anew and answers it. The pointer holds until the next call or the end of the exception.
   // Throws std::bad_alloc only.
@@ -81,10 +83,14 @@ class TVK_EXPORT Exception : public std::exception {
 
   static StringBase<char> ParameterText(std::string_view text) { return text; }
   static StringBase<char> ParameterText(const char* text) { return text; }
-  static StringBase<char> ParameterText(char character) { return StringBase<char>(character); }
+  // A character as it is, every other whole number in decimal.
   template <std::integral Number>
   static StringBase<char> ParameterText(Number number) {
-    return std::to_string(number);
+    if constexpr (std::is_same_v<Number, char>) {
+      return StringBase<char>(number);
+    } else {
+      return std::to_string(number);
+    }
   }
 
  private:

@@ -1,6 +1,5 @@
 /* What a language library exports, in C. A library named after the program, ".l" and the two letters of the
- * language
- * ("tool.lDe") exports GetStrings:
+ * language ("tool.lDe") exports GetStrings:
  *
  *   static const TvkMessageEntry s_texts[] = {{1001, "Datei %1 nicht gefunden"}, {0, 0}};
  *   TVK_MODULE_EXPORT const TvkMessageEntry* GetStrings(void) { return s_texts; }

@@ -1,6 +1,8 @@
 #include <tvk/text/MessageFormat.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -12,6 +14,8 @@ constexpr std::size_t maxPlaceholders = 9;
 constexpr std::size_t maxGrowth = 64 * 1024;
 
 std::string_view viewOf(const char* text) noexcept { return text != nullptr ? text : ""; }
+
+using Arguments = std::span<const std::string_view>;
 
 // Replaces every `placeholder` of `text`; a replacement that would make the text longer than `limit` is not
 // made, nor any behind it. Answers whether the work may go on.
@@ -31,20 +35,67 @@ bool replaceAll(StringOld& text, std::string_view placeholder, std::string_view 
   return fits;
 }
 
+// A pass over the whole text for each number.
+StringOld filledInPasses(std::string_view format, Arguments arguments, std::size_t limit) {
+  StringOld text(format);
+  char placeholder[] = "%1";
+  for (const std::string_view argument : arguments) {
+    if (text.find(placeholder) == text.npos) break;
+    if (!replaceAll(text, placeholder, argument, limit)) break;
+    ++placeholder[1];
+  }
+  return text;
+}
+
+// The same in one pass, which answers false, with `text` untouched, where the passes may see more than the format
+// has: a placeholder that came with an argument or came about beside one, or growth beyond the limit.
+bool fillInOnePass(StringOld& text, std::string_view format, Arguments arguments, std::size_t limit) {
+  for (const std::string_view argument : arguments)
+    if (argument.find('%') != argument.npos) return false;
+
+  const std::size_t lastPlace = format.size() - 1;  // of the digit of a placeholder
+  const auto numberAt = [format](std::size_t percent) {
+    return static_cast<std::size_t>(format[percent + 1] - '1');
+  };
+  unsigned present = 0;
+  std::size_t size = format.size();
+  for (std::size_t at = format.find('%'); at < lastPlace; at = format.find('%', at + 1)) {
+    if (format[at + 1] == '%') return false;
+    const std::size_t number = numberAt(at);
+    if (number >= arguments.size()) continue;
+    present |= 1u << number;
+    size += arguments[number].size();
+  }
+  if (size > limit) return false;
+
+  const auto used = static_cast<std::size_t>(std::countr_one(present));  // a gap ends the work
+  text.reserve(size);
+  std::size_t done = 0;
+  for (std::size_t at = format.find('%'); at < lastPlace; at = format.find('%', at + 1)) {
+    const std::size_t number = numberAt(at);
+    if (number >= used) continue;
+    text.append(format, done, at - done).append(arguments[number]);
+    done = at + 2;
+  }
+  text.append(format, done);
+  return true;
+}
+
 }  // namespace
 
 void formatMessageWith(StringBase<char>& out, const char* format, std::span<const char* const> arguments) {
-  StringOld working(format);
-  std::size_t limit = working.size() + maxGrowth;
-  for (const char* argument : arguments) limit += viewOf(argument).size();
+  std::array<std::string_view, maxPlaceholders> views;
+  const std::size_t count = std::min(arguments.size(), views.size());
+  std::transform(arguments.begin(), arguments.begin() + static_cast<std::ptrdiff_t>(count), views.begin(),
+                 viewOf);
+  const Arguments used(views.data(), count);
+  const std::string_view pattern = viewOf(format);
+  std::size_t limit = pattern.size() + maxGrowth;
+  for (const std::string_view argument : used) limit += argument.size();
 
-  char placeholder[] = "%1";
-  for (const char* argument : arguments.first(std::min(arguments.size(), maxPlaceholders))) {
-    if (working.find(placeholder) == working.npos) break;
-    if (!replaceAll(working, placeholder, viewOf(argument), limit)) break;
-    ++placeholder[1];
-  }
-  out = std::move(static_cast<StringBase<char>&>(working));
+  StringOld text;
+  if (!fillInOnePass(text, pattern, used, limit)) text = filledInPasses(pattern, used, limit);
+  out = std::move(static_cast<StringBase<char>&>(text));
 }
 
 }  // namespace tvk

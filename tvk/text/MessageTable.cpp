@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -16,28 +17,59 @@
 #include <vector>
 
 #include <tvk/process/ModuleRegistry.h>
+#include <tvk/process/Platform.h>
 #include <tvk/text/BuiltinMessages.h>
 
 namespace tvk {
 namespace {
 
-using TextMap = std::unordered_map<std::uint32_t, StringBase<char>>;
-
-// What was registered besides the built-in texts.
-struct Table {
-  std::shared_mutex lock;
-  TextMap registered;
-  std::vector<std::pair<const void*, TextMap>> translations;  // the newest last
+// What was registered besides the built-in texts. Entries are added and never change or go, so that a look-up
+// takes no lock; they are not destroyed either, as texts are asked for until the very end of the process.
+struct Registered {
+  MessageEntry entry;
+  const Registered* next;
 };
 
-// Made by the first registration and never destroyed: texts are asked for until the very end of the process.
-std::atomic<Table*> s_table{nullptr};
+constexpr unsigned bucketBits = 13;
+constinit std::atomic<const Registered*> s_registered[1u << bucketBits];
+constinit std::mutex s_registrationLock;
 
-Table& table() {
-  if (Table* made = s_table.load(std::memory_order_acquire)) return *made;
-  static auto* const s_made = new Table;
-  s_table.store(s_made, std::memory_order_release);
+std::atomic<const Registered*>& bucketOf(std::uint32_t code) noexcept {
+  return s_registered[(code * 2654435769u) >> (32 - bucketBits)];  // the golden ratio spreads codes in rows
+}
+
+const StringBase<char>* registeredText(std::uint32_t code) noexcept {
+  const Registered* found = bucketOf(code).load(std::memory_order_acquire);
+  while (found != nullptr && found->entry.code != code) found = found->next;
+  return found != nullptr ? &found->entry.text : nullptr;
+}
+
+// The texts of language libraries that were in the way of others, the newest last. Made with the first and
+// never destroyed.
+using TextMap = std::unordered_map<std::uint32_t, StringBase<char>>;
+struct Translations {
+  std::shared_mutex lock;
+  std::vector<std::pair<const void*, TextMap>> all;
+};
+std::atomic<Translations*> s_translations{nullptr};
+
+Translations& translations() {
+  static auto* const s_made = new Translations;
+  s_translations.store(s_made, std::memory_order_release);
   return *s_made;
+}
+
+bool findTranslation(std::uint32_t code, StringBase<char>& out) {
+  Translations* const made = s_translations.load(std::memory_order_acquire);
+  if (made == nullptr) return false;
+  const std::shared_lock lock(made->lock);
+  for (auto library = made->all.rbegin(); library != made->all.rend(); ++library) {
+    if (const auto entry = library->second.find(code); entry != library->second.end()) {
+      out = entry->second;
+      return true;
+    }
+  }
+  return false;
 }
 
 // The load-time registration of the built-in texts. They are constant data, so all it takes is to say that
@@ -125,9 +157,35 @@ bool askModule(TvkLoadStringFromResourceFunction* function, std::uint32_t code, 
   return true;
 }
 
+constexpr const char* lookUpSymbol = "TvkLoadStringFromResource";
+
+// The modules that export the lookup function. Which they are is found out once for each state of the loader;
+// the lock is not held while the loader works, because it may be running an initialiser that asks for a text.
+std::vector<std::string> modulesToAsk() {
+  struct Known {
+    std::mutex lock;
+    std::uint64_t loaderState = 0;
+    std::vector<std::string> paths;
+  };
+  static auto* const s_known = new Known;  // never destroyed, like the texts
+
+  const std::uint64_t state = platform::loaderState();
+  {
+    const std::lock_guard lock(s_known->lock);
+    if (s_known->loaderState == state) return s_known->paths;
+  }
+  std::vector<std::string> paths;
+  for (const LoadedModule& module : LoadedModules())
+    if (module.Symbol(lookUpSymbol) != nullptr) paths.push_back(module.Path());
+  const std::lock_guard lock(s_known->lock);
+  s_known->loaderState = state;
+  s_known->paths = paths;
+  return paths;
+}
+
 bool askModules(std::uint32_t code, StringBase<char>& out) {
-  for (const LoadedModule& module : LoadedModules()) {
-    void* const symbol = module.Symbol("TvkLoadStringFromResource");
+  for (const LoadedModule& module : LoadedModules(modulesToAsk())) {
+    void* const symbol = module.Symbol(lookUpSymbol);
     if (symbol != nullptr &&
         askModule(reinterpret_cast<TvkLoadStringFromResourceFunction*>(symbol), code, out))
       return true;
@@ -135,36 +193,24 @@ bool askModules(std::uint32_t code, StringBase<char>& out) {
   return false;
 }
 
-const StringBase<char>* find(const TextMap& map, std::uint32_t code) {
-  const auto entry = map.find(code);
-  return entry != map.end() ? &entry->second : nullptr;
-}
-
-const StringBase<char>* find(const Table& table, std::uint32_t code) {
-  for (auto entry = table.translations.rbegin(); entry != table.translations.rend(); ++entry)
-    if (const auto* text = find(entry->second, code)) return text;
-  return find(table.registered, code);
-}
-
 }  // namespace
 
 bool registerMessage(const StringBase<char>&, const MessageEntry& entry) {
-  if (isBuiltin(entry.code)) return false;
-  Table& all = table();
-  const std::unique_lock lock(all.lock);
-  return all.registered.try_emplace(entry.code, entry.text).second;
+  const std::lock_guard lock(s_registrationLock);
+  if (isBuiltin(entry.code) || registeredText(entry.code) != nullptr) return false;
+  auto& bucket = bucketOf(entry.code);
+  bucket.store(new Registered{entry, bucket.load(std::memory_order_relaxed)}, std::memory_order_release);
+  return true;
 }
 
 bool loadMessage(const StringBase<char>&, std::uint32_t code, bool askLoadedModules, StringBase<char>& out) {
-  if (Table* const all = s_table.load(std::memory_order_acquire)) {
-    const std::shared_lock lock(all->lock);
-    if (const auto* text = find(*all, code)) {
-      out = *text;
-      return true;
-    }
+  if (findTranslation(code, out)) return true;
+  if (const auto* text = registeredText(code)) {
+    out = *text;
+    return true;
   }
-  if (const char* text = builtinMessage(code)) {
-    out = text;
+  if (const auto* message = builtinMessage(code)) {
+    out = message->text;
     return true;
   }
   if (!askLoadedModules) return false;
@@ -183,16 +229,16 @@ void registerTranslations(const void* owner, const TvkMessageEntry* entries) {
     const MessageEntry entry(entries->code, charset.Convert(entries->text).c_str());
     if (!registerMessage("", entry)) present.emplace(entry.code, entry.text);
   }
-  Table& all = table();
-  const std::unique_lock lock(all.lock);
-  all.translations.emplace_back(owner, std::move(present));
+  Translations& made = translations();
+  const std::unique_lock lock(made.lock);
+  made.all.emplace_back(owner, std::move(present));
 }
 
 void dropTranslations(const void* owner) {
-  Table* const all = s_table.load(std::memory_order_acquire);
-  if (all == nullptr) return;
-  const std::unique_lock lock(all->lock);
-  std::erase_if(all->translations, [owner](const auto& entry) { return entry.first == owner; });
+  Translations* const made = s_translations.load(std::memory_order_acquire);
+  if (made == nullptr) return;
+  const std::unique_lock lock(made->lock);
+  std::erase_if(made->all, [owner](const auto& library) { return library.first == owner; });
 }
 
 }  // namespace tvk

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 
 #include <tvk/Export.h>
 #include <tvk/text/MessageEntry.h>

@@ -78,6 +78,34 @@ std::size_t copyLong(const std::basic_string<C>& text, Unit* buffer, std::size_t
   return text.size();
 }
 
+template <class C, class Unit>
+std::basic_string<C> fromUnits(const Unit* units, std::size_t count) {
+  const std::wstring wide = units != nullptr ? std::wstring(units, units + count) : std::wstring();
+  if constexpr (std::is_same_v<C, wchar_t>) {
+    return wide;
+  } else {
+    return inOtherWidth(wide);
+  }
+}
+
+template <class C, class Unit>
+std::size_t copyUnits(const std::basic_string<C>& text, Unit* buffer, std::size_t capacity, bool terminate) {
+  if (buffer == nullptr || capacity == 0) return 0;
+  const std::size_t count = std::min(text.size(), capacity);
+  // A narrow byte counts as signed whatever `char` is here: 0xA9 becomes 0xFFA9.
+  constexpr bool isWide = std::is_same_v<C, wchar_t>;
+  using Source = std::conditional_t<isWide, wchar_t, signed char>;
+  for (std::size_t i = 0; i < count; ++i) buffer[i] = static_cast<Unit>(static_cast<Source>(text[i]));
+  if (terminate) {
+    if (count < capacity) {
+      buffer[count] = Unit();
+    } else if constexpr (isWide) {
+      buffer[count - 1] = Unit();
+    }
+  }
+  return count;
+}
+
 enum class Shared { empty, newLine };
 
 template <class C, Shared Which>
@@ -103,14 +131,11 @@ template <class C>
 StringBase<C>::StringBase(const OtherChar* text) : StringBase(Other(text)) {}
 
 template <class C>
-StringBase<C>::StringBase(const char16_t* units, std::size_t count) {
-  if (units == nullptr) return;
-  if constexpr (isWide) {
-    this->assign(units, units + count);
-  } else {
-    Standard::operator=(inOtherWidth(std::wstring(units, units + count)));
-  }
-}
+StringBase<C>::StringBase(const char16_t* units, std::size_t count) : Standard(fromUnits<C>(units, count)) {}
+
+template <class C>
+StringBase<C>::StringBase(const std::uint16_t* units, std::size_t count)
+    : Standard(fromUnits<C>(units, count)) {}
 
 template <class C>
 StringBase<C>::~StringBase() = default;
@@ -128,19 +153,12 @@ std::size_t StringBase<C>::CopyAsciiTo(char* buffer, std::size_t capacity, bool 
 
 template <class C>
 std::size_t StringBase<C>::CopyUnitsTo(char16_t* buffer, std::size_t capacity, bool terminate) const {
-  if (buffer == nullptr || capacity == 0) return 0;
-  const std::size_t count = std::min(this->size(), capacity);
-  // A narrow byte counts as signed whatever `char` is here: 0xA9 becomes 0xFFA9.
-  using Source = std::conditional_t<isWide, wchar_t, signed char>;
-  for (std::size_t i = 0; i < count; ++i) buffer[i] = static_cast<char16_t>(static_cast<Source>((*this)[i]));
-  if (terminate) {
-    if (count < capacity) {
-      buffer[count] = u'\0';
-    } else if constexpr (isWide) {
-      buffer[count - 1] = u'\0';
-    }
-  }
-  return count;
+  return copyUnits(*this, buffer, capacity, terminate);
+}
+
+template <class C>
+std::size_t StringBase<C>::CopyUnitsTo(std::uint16_t* buffer, std::size_t capacity, bool terminate) const {
+  return copyUnits(*this, buffer, capacity, terminate);
 }
 
 template <class C>

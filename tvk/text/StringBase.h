@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include <tvk/Export.h>
 
@@ -23,9 +24,8 @@ class Utf8;
 // A standard string of `char` (narrow: bytes) or `wchar_t` (wide: one character a unit), with everything that
 // std::basic_string offers.
 //
-// Encodings  Narrow text is bytes. Conversions between the widths follow the locale of the process
-// (LC_CTYPE);
-//            they stop at the first zero character. The UTF-8 conversions do not depend on the locale: narrow
+// Encodings  Narrow text is bytes. Conversions between the widths follow the locale of the process (LC_CTYPE)
+//            and stop at the first zero character. The UTF-8 conversions do not depend on the locale: narrow
 //            text counts as ISO-8859-15, wide text as UTF-32, and zeros are kept.
 // Errors     Widening bytes that are no text of the locale throws Exception 1000 with empty parameters.
 //            Narrowing never throws: what the locale cannot express becomes "?". A length beyond the standard
@@ -67,8 +67,7 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   // 16-bit units, each widened with zero extension; surrogates are not joined. A null array gives the empty
   // string. The narrow forms narrow the widened text as above.
   StringBase(const char16_t* units, std::size_t count);
-  StringBase(const std::uint16_t* units, std::size_t count)
-      : StringBase(reinterpret_cast<const char16_t*>(units), count) {}
+  StringBase(const std::uint16_t* units, std::size_t count);
   explicit StringBase(char16_t unit) requires(std::is_same_v<C, wchar_t>)
       : Standard(1, static_cast<C>(unit)) {}
   StringBase(std::size_t count, char16_t unit) requires(std::is_same_v<C, wchar_t>)
@@ -115,8 +114,7 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   // --- Copying out. `capacity` counts units of the buffer and includes room for the terminator.
 
   // Copies up to `capacity` characters, one less and a zero behind them with `terminate`, and answers the
-  // length of the whole string, so that the caller sees a truncation. Capacity 0 writes nothing and answers
-  // 0.
+  // length of the whole string, so that the caller sees a truncation. Capacity 0 writes nothing and answers 0.
   std::size_t CopyTo(C* buffer, std::size_t capacity, bool terminate) const;
   // The same, with "?" in place of every character that is not ASCII.
   std::size_t CopyAsciiTo(char* buffer, std::size_t capacity, bool terminate) const;
@@ -124,15 +122,13 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   // 0xFFA9), of a wide character the low 16 bits are taken. With `terminate` narrow text gets a zero only
   // where room is left, wide text always: over its last unit when the buffer is full.
   std::size_t CopyUnitsTo(char16_t* buffer, std::size_t capacity, bool terminate) const;
-  std::size_t CopyUnitsTo(std::uint16_t* buffer, std::size_t capacity, bool terminate) const {
-    return CopyUnitsTo(reinterpret_cast<char16_t*>(buffer), capacity, terminate);
-  }
+  std::size_t CopyUnitsTo(std::uint16_t* buffer, std::size_t capacity, bool terminate) const;
   // CopyUnitsTo() of the text converted to the other width first.
   std::size_t CopyOtherUnitsTo(char16_t* buffer, std::size_t capacity, bool terminate) const {
     return Other(*this).CopyUnitsTo(buffer, capacity, terminate);
   }
   std::size_t CopyOtherUnitsTo(std::uint16_t* buffer, std::size_t capacity, bool terminate) const {
-    return CopyOtherUnitsTo(reinterpret_cast<char16_t*>(buffer), capacity, terminate);
+    return Other(*this).CopyUnitsTo(buffer, capacity, terminate);
   }
   // Fills the buffer with zeros, then converts the text into it by the locale and answers the number of
   // units, without the terminator; a text that fills the buffer has none, whatever `terminate` says. A text
@@ -147,6 +143,9 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   Utf8 ToUtf8() const;
   static StringBase FromUtf8(const Utf8& utf8);
   static StringBase FromUtf8(std::string_view utf8);
+  static StringBase FromUtf8(const char* utf8) {
+    return FromUtf8(utf8 != nullptr ? std::string_view(utf8) : "");
+  }
 
   // --- The shared instances: one object each from first use until shut-down, then made anew when asked for.
   static const StringBase& Empty();
@@ -165,8 +164,13 @@ class TVK_EXPORT StringOld : public StringBase<char> {
   using StringBase::StringBase;
   StringOld() noexcept = default;
   StringOld(const StringOld& other) : StringBase(other) {}
+  StringOld(StringOld&& other) noexcept : StringBase(std::move(other)) {}
   StringOld& operator=(const StringOld& other) {
     StringBase::operator=(other);
+    return *this;
+  }
+  StringOld& operator=(StringOld&& other) noexcept {
+    StringBase::operator=(std::move(other));
     return *this;
   }
   ~StringOld() override;
