@@ -56,7 +56,7 @@ CommandLineParsing::~CommandLineParsing() = default;
 void CommandLineParsing::Parse() {
   for (std::size_t index = 0; index < m_arguments.Count(); index = m_argumentIndex + 1) {
     MakeCurrent(index);
-    if (*m_position != '-') return;
+    if (*m_position != '-') return;  // NOLINT(clang-analyzer-core.NullDereference): MakeCurrent() sets it
     ++m_position;
     if (!HandleOption()) Fail(invalidOption);
     SkipSpaces();

@@ -104,6 +104,7 @@ std::string moduleHolding(const void* address) {
   for (std::string line; std::getline(mappings, line);) {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
+    // NOLINTNEXTLINE(cert-err34-c): the kernel writes addresses that fit
     if (std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR, &begin, &end) != 2) continue;
     const auto wanted = reinterpret_cast<std::uintptr_t>(address);
     if (wanted < begin || wanted >= end) continue;

@@ -31,7 +31,7 @@ bool replaceAll(StringOld& text, std::string_view placeholder, std::string_view 
     done = at + placeholder.size();
   }
   result.append(text, done);
-  text = std::move(result);
+  text.swap(result);
   return fits;
 }
 
