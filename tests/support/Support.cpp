@@ -45,7 +45,7 @@ ScopedFolder::~ScopedFolder() {
   std::error_code ignored;
   for (const auto& entry :
        fs::recursive_directory_iterator(m_path, fs::directory_options::skip_permission_denied, ignored))
-    if (entry.is_directory() && !entry.is_symlink())
+    if (!entry.is_symlink() && entry.is_directory())
       fs::permissions(entry.path(), fs::perms::owner_all, fs::perm_options::add, ignored);
   fs::remove_all(m_path, ignored);
 }

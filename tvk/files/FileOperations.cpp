@@ -21,8 +21,10 @@
 namespace tvk {
 namespace {
 
-// A shell would split a word at these, or give them a meaning.
-constexpr std::string_view shellCharacters = " \t\n|&;<>()$\\`'\"";
+using namespace std::string_view_literals;
+
+// A shell would end a word at these, or give them a meaning.
+constexpr std::string_view shellCharacters = " \t\n|&;<>()$\\`'\"\0"sv;
 
 bool isPlain(const FileString& path) { return path.find_first_of(shellCharacters) == FileString::npos; }
 

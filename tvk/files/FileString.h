@@ -39,6 +39,11 @@ class TVK_EXPORT FileString : public StringBase<char> {
   FileString& operator=(const FileString&) = default;
   FileString& operator=(FileString&&) noexcept = default;
   using StringBase::operator=;
+  template <NativePath Path>
+  FileString& operator=(const Path& path) {
+    StringBase::operator=(path.native());
+    return *this;
+  }
   ~FileString() override;
 
   template <NativePath Path>

@@ -60,11 +60,6 @@ struct SortedName {
   std::uint64_t key;
 };
 
-void sortByCollation(std::vector<SortedName>& names) {
-  std::sort(names.begin(), names.end(),
-            [](const SortedName& a, const SortedName& b) { return std::strcoll(a.name, b.name) < 0; });
-}
-
 void sortByBytes(std::vector<SortedName>& names) {
   std::size_t common = names.empty() ? 0 : std::strlen(names.front().name);
   for (const SortedName& each : names) {
@@ -194,14 +189,16 @@ class Matcher {
   void addMatches(const FileString& path, const std::vector<std::size_t>& matches) {
     m_sorted.clear();
     for (const std::size_t at : matches) m_sorted.push_back({m_names.data() + at, 0});
-    if (m_collatesBytes) {
-      sortByBytes(m_sorted);
-    } else {
-      sortByCollation(m_sorted);
-    }
+    if (m_collatesBytes) sortByBytes(m_sorted);
     m_prefix = path;
     if (!path.empty() && !path.ends_with('/')) m_prefix.append(1, '/');
+    const auto first = static_cast<std::ptrdiff_t>(m_count);
     for (const SortedName& each : m_sorted) addEntry().assign(m_prefix).append(each.name);
+    if (m_collatesBytes) return;
+    // Other locales look at the whole: what is in front of the name may count.
+    std::sort(
+        m_entries.begin() + first, m_entries.begin() + static_cast<std::ptrdiff_t>(m_count),
+        [](const FileString& a, const FileString& b) { return std::strcoll(a.c_str(), b.c_str()) < 0; });
   }
 
   void addExisting(const FileString& path, const FileString& name) {
@@ -230,7 +227,7 @@ class Matcher {
   std::vector<Pattern> m_patterns;
   platform::FolderReader m_reader;
   bool m_collatesBytes = collatesBytes();
-  std::vector<SortedName> m_sorted;
+  std::vector<SortedName> m_sorted;  // the matches of one pattern
   std::string m_prefix;
   std::string m_names;                // matching names, each with a zero behind it
   std::vector<FileString> m_entries;  // the first m_count of them
