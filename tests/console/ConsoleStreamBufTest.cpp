@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <memory>
 #include <ostream>
 #include <thread>
 #include <vector>
@@ -41,6 +42,10 @@ extern "C" void syslog(int priority, const char* format, ...) {
   va_start(values, format);
   s_logged.push_back(std::to_string(priority) + format + va_arg(values, const char*));
   va_end(values);
+}
+
+extern "C" void openlog(const char* name, int option, int facility) {
+  s_logged.push_back("open " + std::string(name) + " " + std::to_string(option | facility));
 }
 
 namespace {
@@ -138,6 +143,19 @@ TEST_F(ConsoleStreamBufTest, LogsLinesAsCollected) {
   EXPECT_EQ(s_logged.back(), "6%srest");
 }
 
+TEST_F(ConsoleStreamBufTest, ConsoleOpensTheLogUnderTheProgramsName) {
+  const auto done = support::inChild([] {
+    tvk::Console console;
+    console.Init(tvk::Console::FlagSystemLog);
+    console.PrintLine("%d\n", 1);
+    EXPECT_EQ(console.WaitKey(), -1);
+    EXPECT_THAT(s_logged, testing::ElementsAre("open console_tests 10", "6%s1\n", "6%s\n"));
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(done.status, 0) << done.output;
+  EXPECT_EQ(done.output, "");
+}
+
 TEST_F(ConsoleStreamBufTest, WritesExactBytesAndKeepsTheError) {
   const auto done = support::inChild([&]() -> int {
     m_stream.write("a\0%d\xFF", 5) << std::string(100'000, 'x') << '\xFF' << std::flush;
@@ -189,6 +207,7 @@ TEST_F(ConsoleStreamBufTest, LivesAsLongAsItsService) {
     tvk::AutoInit<tvk::ConsoleStreamBuf> service;
     service.Exit();
     tvk::ConsoleStreamBuf* const first = &tvk::ConsoleStreamBuf::Get();
+    std::make_unique<tvk::Console>();  // gone before the buffer
     tvk::Console own;
     own.exceptions(std::ios::badbit);  // does not stop the end of the buffer
     service.Init();

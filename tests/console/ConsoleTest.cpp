@@ -233,7 +233,10 @@ TEST(Console, AsksUntilAnAnswerFits) {
 TEST(Console, FlagsAndSize) {
   const auto done = withInput("xyz", [](Console& console) {
     tvk::ConsoleStreamBuf& buffer = tvk::ConsoleStreamBuf::Get();
-    buffer.SetOutputFunction([](const tvk::StringBase<char>&) {});
+    buffer.SetOutputFunction([](const tvk::StringBase<char>& text) {
+      if (text == "again\n") std::thread([] { Console::Get().PrintLine("no lock is held"); }).join();
+    });
+    console.PrintLine("again");
     console.Init(Console::FlagPage | Console::FlagNoTerminal);
     for (int i = 0; i < 40; ++i) console.NewLine();
     console.NeedLines(100);
@@ -307,27 +310,42 @@ TEST(Console, LinesOfSeveralThreadsStayWhole) {
   const auto done = withInput("", [](Console& console) {
     std::ostringstream copy;
     tvk::ConsoleStreamBuf::Get().SetCopyTarget(copy.rdbuf());
-    std::vector<std::thread> threads;
-    for (const char letter : {'a', 'b', 'c', 'd'}) {
-      threads.emplace_back([&, letter] {
-        for (int i = 0; i < 500; ++i) console.PrintLine("%s", std::string(30, letter).c_str());
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
+    const auto printLines = [&] {
+      std::vector<std::thread> threads;
+      for (const char letter : {'a', 'b', 'c', 'd'}) {
+        threads.emplace_back([&, letter] {
+          for (int i = 0; i < 500; ++i) console.PrintLine("%s", std::string(30, letter).c_str());
+        });
+      }
+      for (std::thread& thread : threads) thread.join();
+    };
+    printLines();
     tvk::ConsoleStreamBuf::Get().SetCopyTarget(nullptr);
-    console << "=" << copy.str();
+    struct Unguarded : std::stringbuf {
+      std::streamsize xsputn(const char* text, std::streamsize n) override {
+        std::stringbuf::xsputn(text, n);
+        std::this_thread::yield();
+        return n;
+      }
+    } other;
+    std::streambuf* const own = console.rdbuf(&other);
+    printLines();
+    console.rdbuf(own);
+    EXPECT_EQ(console.LinesWritten(), 4000);
+    console << "=" << copy.str() << other.str();
   });
   const std::size_t half = done.output.find('=');
   ASSERT_NE(half, std::string::npos);
-  EXPECT_EQ(done.output.substr(0, half), done.output.substr(half + 1)) << "both in the same order";
+  ASSERT_EQ(done.status, 0) << done.output;
+  EXPECT_EQ(done.output.substr(0, half), done.output.substr(half + 1, half)) << "both in the same order";
   std::istringstream lines(done.output.substr(half + 1));
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) EXPECT_EQ(line, std::string(30, line[0]));
-  EXPECT_EQ(count, 2000);
+  EXPECT_EQ(count, 4000);
 }
 
 TEST(Console, KeysAreEchoedToTheCopyTarget) {
-  const auto done = withInput("a\xFF\r", [](Console& console) {
+  const auto done = withInput("a\xFF\x03\r", [](Console& console) {
     struct Counter : std::stringbuf {
       int sync() override { return ++flushes, 0; }
       int flushes = 0;
@@ -335,7 +353,7 @@ TEST(Console, KeysAreEchoedToTheCopyTarget) {
     tvk::ConsoleStreamBuf::Get().SetCopyTarget(&copy);
     while (console.PollKey() > 0) {
     }
-    EXPECT_EQ(copy.str(), "a\xFF\r");
+    EXPECT_EQ(copy.str(), "a\xFF\x03\r") << "the flag makes Ctrl-C special";
     EXPECT_EQ(copy.flushes, 1);
     tvk::ConsoleStreamBuf::Get().SetCopyTarget(nullptr);
   });
