@@ -1,113 +1,78 @@
 #include "support/Pty.h"
 
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utmp.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <exception>
+#include <utility>
 
 namespace support {
-namespace {
-
-constexpr int patience = 10'000;  // milliseconds
-
-}  // namespace
 
 Pty::Pty(const std::function<int()>& work) {
-  // Made first, for its attributes: those of a fresh terminal, less what alters bytes.
-  int other = -1;
-  openpty(&m_terminal, &other, nullptr, nullptr, nullptr);
-  termios mode = attributes();
-  close(m_terminal);
-  close(other);
-  mode.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-  mode.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON);
-  mode.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-  mode.c_cc[VMIN] = 5;  // without effect in line mode, but to be found again afterwards
-  mode.c_cc[VTIME] = 7;
-  winsize size{30, 100, 0, 0};
+  int screen = -1;
+  const winsize size{30, 100, 0, 0};
+  openpty(&m_terminal, &screen, nullptr, nullptr, &size);
+  m_initial = attributes();
+  m_initial.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  m_initial.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON);
+  m_initial.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  m_initial.c_cc[VMIN] = 5;  // without effect in line mode, but to be found again afterwards
+  m_initial.c_cc[VTIME] = 7;
+  tcsetattr(screen, TCSANOW, &m_initial);
   std::fflush(nullptr);
-  m_child = forkpty(&m_terminal, nullptr, &mode, &size);
-  if (m_child != 0) return;
-  int status = 97;
-  try {
-    status = work();
-  } catch (const std::exception& e) {
-    std::printf("escaped: %s\n", e.what());
+  m_child = fork();
+  if (m_child == 0) {
+    close(m_terminal);
+    login_tty(screen);
+    std::exit(work());
   }
-  std::exit(status);
+  close(screen);
 }
 
-Pty::~Pty() {
-  if (m_child > 0) {
-    kill(m_child, SIGKILL);
-    waitpid(m_child, nullptr, 0);
+void Pty::type(const std::string& keys) const {
+  if (write(m_terminal, keys.data(), keys.size()) < 0) std::perror("type");
+}
+
+termios Pty::awaitKeys() const {
+  termios mode = attributes();
+  for (int waited = 0; (mode.c_lflag & ICANON) != 0 && waited < 10'000; ++waited) {
+    usleep(1000);
+    mode = attributes();
   }
-  close(m_terminal);
+  return mode;
 }
 
-void Pty::type(const std::string& keys) {
-  EXPECT_EQ(write(m_terminal, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-}
-
-bool Pty::readMore() {
-  pollfd input{m_terminal, POLLIN, 0};
-  char buffer[4096];
-  const ssize_t count = poll(&input, 1, patience) == 1 ? read(m_terminal, buffer, sizeof buffer) : 0;
-  if (count > 0) m_output.append(buffer, static_cast<std::size_t>(count));
-  return count > 0;
+termios Pty::attributes() const {
+  termios mode{};
+  tcgetattr(m_terminal, &mode);
+  return mode;
 }
 
 std::string Pty::readUntil(const std::string& text) {
   std::size_t at = 0;
   while ((at = m_output.find(text)) == std::string::npos) {
-    if (readMore()) continue;
-    ADD_FAILURE() << "no \"" << text << "\" in \"" << m_output << "\"";
-    return {};
+    pollfd input{m_terminal, POLLIN, 0};
+    char buffer[4096];
+    const ssize_t count = poll(&input, 1, 10'000) == 1 ? read(m_terminal, buffer, sizeof buffer) : 0;
+    if (count <= 0) return std::exchange(m_output, {});
+    m_output.append(buffer, static_cast<std::size_t>(count));
   }
-  const std::string answer = m_output.substr(0, at + text.size());
-  m_output.erase(0, at + text.size());
-  return answer;
+  const std::string found = m_output.substr(0, at + text.size());
+  m_output.erase(0, found.size());
+  return found;
 }
 
-termios Pty::typeAtPrompt(const std::string& keys) {
-  for (int waited = 0; waited < patience; ++waited) {
-    const termios mode = attributes();
-    if ((mode.c_lflag & ICANON) == 0) {
-      type(keys);
-      return mode;
-    }
-    usleep(1000);
-  }
-  ADD_FAILURE() << "no key is awaited";
-  return attributes();
-}
-
-termios Pty::attributes() const {
-  termios mode{};
-  EXPECT_EQ(tcgetattr(m_terminal, &mode), 0);
-  return mode;
-}
-
-int Pty::finish(std::string* rest) {
-  while (readMore()) {
-  }
-  int status = 0;
-  waitpid(m_child, &status, 0);
+ChildResult Pty::finish() {
+  ChildResult result{-1, readUntil("\xFF no such text"), {}};
+  close(m_terminal);
+  waitpid(m_child, &result.status, 0);
   m_child = -1;
-  if (rest != nullptr) *rest = m_output;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-bool sameAttributes(const termios& left, const termios& right) {
-  return left.c_iflag == right.c_iflag && left.c_oflag == right.c_oflag && left.c_cflag == right.c_cflag &&
-         left.c_lflag == right.c_lflag && std::memcmp(left.c_cc, right.c_cc, sizeof left.c_cc) == 0;
+  result.status = WIFEXITED(result.status) ? WEXITSTATUS(result.status) : 128 + WTERMSIG(result.status);
+  return result;
 }
 
 }  // namespace support

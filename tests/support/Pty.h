@@ -7,37 +7,38 @@
 #include <functional>
 #include <string>
 
+#include "support/Support.h"
+
 namespace support {
 
 // Runs `work` in a forked child whose standard streams are a new pseudo-terminal of 100 columns and 30 lines,
 // the controlling one. Bytes pass both ways as they are, without echo; line mode and signal keys are on. Its
-// waits give up after ten seconds and fail the test.
+// waits give up after ten seconds.
 class Pty {
  public:
   explicit Pty(const std::function<int()>& work);
-  ~Pty();
+  ~Pty() {
+    if (m_child > 0) finish();
+  }
   Pty(const Pty&) = delete;
   Pty& operator=(const Pty&) = delete;
 
-  void type(const std::string& keys);
-  // What the child wrote since the last call, up to and with `text`.
+  void type(const std::string& keys) const;
+  // What the child wrote since the last call, up to and with `text`; all it wrote when that does not come.
   std::string readUntil(const std::string& text);
-  // Waits until a key is awaited (the terminal gives single keys), types, and answers the mode it found.
-  termios typeAtPrompt(const std::string& keys);
+  // Waits until a key is awaited (the terminal gives single keys) and answers the mode.
+  termios awaitKeys() const;
   termios attributes() const;
-  // Waits for the end of the child: its exit status, 128 + signal when killed. `rest` receives what was not
-  // read.
-  int finish(std::string* rest = nullptr);
+  // The mode that the child found.
+  const termios& initial() const { return m_initial; }
+  // Reads the rest, hangs up, and answers it with the exit status of the child (128 + signal when killed).
+  ChildResult finish();
 
  private:
-  bool readMore();
-
   int m_terminal = -1;
   pid_t m_child = -1;
+  termios m_initial{};
   std::string m_output;
 };
-
-// Whether two modes are the same in every flag and character.
-bool sameAttributes(const termios& left, const termios& right);
 
 }  // namespace support
