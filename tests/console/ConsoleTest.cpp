@@ -1,6 +1,7 @@
 #include <tvk/console/Console.h>
 
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,6 +27,7 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
 
 namespace {
 
+using namespace std::literals;
 using support::Pty;
 using tvk::Console;
 using tvk::ConsoleStreamBuf;
@@ -126,13 +128,16 @@ TEST(Console, ProgressLineAndSize) {
     console.SetFlags(Console::FlagTerminalSize | Console::FlagEcho, true);
     console.Progress("silent");
     console.PrintLine("%d %ux%u", console.WritesToTerminal(), console.Width(), console.Height());
+    const winsize unknown{0, 50, 0, 0};
+    ioctl(STDOUT_FILENO, TIOCSWINSZ, &unknown);
+    console.PrintLine("%d %u", console.TakeTerminalSize(), console.Width());
     console.SetFlags(Console::FlagEcho, false);
     console.Progress("end");
     Console::Destroy();
   };
   EXPECT_EQ(play(work, {}).output, "\rone 10\rtwo   \r   \rline\n\r" + std::string(78, 'x') + "\xC3\xA4" +
-                                       blankLine + "1 100x30\n\rend\r   \r");
-  EXPECT_EQ(transcript("", work), "line\n0 80x24\n");
+                                       blankLine + "1 100x30\n0 100\n\rend\r   \r");
+  EXPECT_EQ(transcript("", work), "line\n0 80x24\n0 80\n");
 }
 
 TEST(Console, ReadsWordsAndKeysFromOneInput) {
@@ -160,11 +165,11 @@ TEST(Console, AsksUntilAnAnswerFits) {
   const struct {
     const char* input;
     char defaultChoice;
-    const char* output;
-  } rows[] = {{"y", 'n', "Go (ynQ) [N]\r\ny"},   {"?zq", 'N', "Go (ynQ) [N]\r\nQ"},
-              {"\n", 'q', "Go (ynQ) [Q]\r\nQ"},  {"z\r", 'x', "Go (ynQ) [X]\r\nx"},
-              {"X", 'x', "Go (ynQ) [X]\r\nx"},   {"", 'N', "Go (ynQ) [N]\r\nn"},
-              {"\n\xF9N", '\0', "Go (ynQ)\r\nn"}};
+    std::string_view output;
+  } rows[] = {{"y", 'n', "Go (ynQ) [N]\r\ny"},    {"?zq", 'N', "Go (ynQ) [N]\r\nQ"},
+              {"\n", 'q', "Go (ynQ) [Q]\r\nQ"},   {"z\r", 'x', "Go (ynQ) [X]\r\nx"},
+              {"X", 'x', "Go (ynQ) [X]\r\nx"},    {"", 'N', "Go (ynQ) [N]\r\nn"},
+              {"\n\xF9N", '\0', "Go (ynQ)\r\nn"}, {"\n", '\0', "Go (ynQ)\r\n\0"sv}};
   for (const auto& row : rows) {
     const auto ask = [&](Console& console) { console << console.Ask("Go", "ynQ", row.defaultChoice); };
     EXPECT_EQ(transcript(row.input, ask), row.output);
