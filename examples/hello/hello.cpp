@@ -1,7 +1,7 @@
 // hello [NAME...]: greets everybody who is named, in the language of the user.
 //
-// The smallest program on the library: a frame, a text of its own, the console. The German text is in
-// ../language_library.
+// The smallest program on the library: a frame, a text of its own, the console. ../language_library has the
+// German text.
 #include <tvk/cmdline/ArgumentList.h>
 #include <tvk/console/Console.h>
 #include <tvk/process/Application.h>

@@ -1,4 +1,4 @@
-/* module_host MODULE PATH...: a plain C program that loads a module at run time and asks it for real paths. */
+/* module_host MODULE PATH...: a plain C program that loads a module and asks it for real paths. */
 #include <dlfcn.h>
 #include <stdio.h>
 

@@ -32,9 +32,13 @@ PATHS_EXPORT int pathsStart() {
 }
 
 PATHS_EXPORT int pathsStop() {
-  const bool isDown = tvk::Module::Stop();
-  s_module.reset();
-  return isDown;
+  try {
+    const bool isDown = tvk::Module::Stop();
+    s_module.reset();
+    return isDown;
+  } catch (const std::exception&) {
+    return 0;
+  }
 }
 
 PATHS_EXPORT int pathsReal(const char* path, char* buffer, size_t size) {

@@ -1,13 +1,13 @@
-// Counts prime numbers with a group of threads. The work is handed out in pieces, the results are added up under
-// a lock, and the program goes on when the whole group is through.
-#include <tvk/process/CriticalSection.h>
-#include <tvk/process/Thread.h>
-#include <tvk/process/ThreadGroup.h>
-
+// Counts prime numbers with a group of threads. The work is handed out in pieces, the results are added up
+// under a lock, and the program goes on when the whole group is through.
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+
+#include <tvk/process/CriticalSection.h>
+#include <tvk/process/Thread.h>
+#include <tvk/process/ThreadGroup.h>
 
 namespace {
 

@@ -8,7 +8,7 @@ ArgumentList::ArgumentList(std::initializer_list<const char*> texts) {
 }
 
 ArgumentList::ArgumentList(int argc, const char* const* argv) {
-  for (int i = 1; i < argc; ++i) Add(argv[i]);
+  for (int i = 1; argv != nullptr && i < argc; ++i) Add(argv[i]);
 }
 
 void ArgumentList::Add(const char* text) { m_texts.push_back(text != nullptr ? text : ""); }

@@ -9,14 +9,13 @@
 
 namespace tvk {
 
-// An ordered list of argument texts. It holds views only: the texts, `argv` as a rule, must outlive it. A
-// null text counts as empty. Filled once, before others read it; reading is safe from every thread
-// afterwards.
+// An ordered list of argument texts. It holds views only: the texts, those of `argv` as a rule, must outlive it.
+// A null text counts as empty. Filled once, before others read it; reading is then safe from every thread.
 class TVK_EXPORT ArgumentList {
  public:
   ArgumentList() = default;
   ArgumentList(std::initializer_list<const char*> texts);
-  // The arguments behind `argv[0]`; `argc` below 2 gives the empty list.
+  // The arguments behind `argv[0]`; `argc` below 2 or a null `argv` gives the empty list.
   ArgumentList(int argc, const char* const* argv);
 
   void Add(const char* text);

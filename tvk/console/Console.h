@@ -5,7 +5,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <iostream>
+#include <istream>
 #include <memory>
 #include <mutex>
 #include <string_view>

@@ -91,8 +91,8 @@ int exitStatus(std::int64_t code) {
 }  // namespace
 
 Application::Application(const char* codePrefix, const char* name) : StartUp(codePrefix, name) {
-  s_application = this;
   ProgramName::SetApplication(this, GetName());
+  s_application = this;
 }
 
 Application::~Application() {
@@ -115,7 +115,7 @@ std::int32_t Application::Main(int argc, const char* const* argv) {
   for (const int number : {SIGUSR1, SIGUSR2, SIGHUP}) ignoreSignal(number);
   ArgumentList& arguments = ArgumentList::OfProcess();
   arguments = ArgumentList(argc, argv);
-  return Run(argc > 0 ? argv[0] : nullptr, joined(arguments));
+  return Run(argc > 0 && argv != nullptr ? argv[0] : nullptr, joined(arguments));
 }
 
 std::int32_t Application::Run(const FileString& program, const StringBase<char>& commandLine) {

@@ -11,9 +11,9 @@
 
 namespace tvk {
 
-// A program from main() to its exit status: it ignores the signals that a console program must survive, keeps
-// the command line, brings the services up, runs the program's work, reports what escapes and takes all down
-// again.
+// A program from main() to its exit status: it ignores the signals that a console program must survive,
+// keeps the command line, brings the services up, runs the program's work, reports what escapes and takes
+// all down again.
 //
 //   class Tool : public tvk::Application {
 //    public:
@@ -26,14 +26,15 @@ namespace tvk {
 //     return tvk::Application::Main(argc, argv);
 //   }
 //
-// Exit status   what Main answered; 3 after an exception, 2 when Exit() answered false, 1 without an application
-//               object, an abort's own code (11 after Ctrl-C). These four flush and delete the console and leave
-//               the rest as it is. When Init() answers false, Main is skipped and the status is 0, not an error.
+// Exit status   what Main answered; 3 after an exception, 2 when Exit() answered false, 1 without an
+//               application object, an abort's own code (11 after Ctrl-C). These four flush and delete the
+//               console and leave the rest as it is. When Init() answers false, Main is skipped and the
+//               status is 0, not an error.
 // Signals       SIGUSR1, SIGUSR2, SIGHUP and SIGPIPE are ignored, also by programs that the program starts.
 // Locale        LC_CTYPE and LC_TIME are taken from the environment; the other categories stay "C".
-// Language      when the user's language is not English, the language library beside the program is loaded before
-//               Main, if there is one (see StartUp::LoadLanguageModule). One that cannot be opened costs two lines
-//               on the console. A program with raised rights (set-user-id) loads none.
+// Language      when the user's language is not English, the language library beside the program is loaded
+//               before Main, if there is one (see StartUp::LoadLanguageModule). One that cannot be opened
+//               costs two lines on the console. A program with raised rights (set-user-id) loads none.
 class TVK_EXPORT Application : public StartUp {
  public:
   // See StartUp. The newest application object is the current application.

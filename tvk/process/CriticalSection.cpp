@@ -1,11 +1,13 @@
 #include <tvk/process/CriticalSection.h>
 
-#include <tvk/process/Singleton.h>
-#include <tvk/process/detail/Sanitizers.h>
-
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+
+#include <tvk/process/Singleton.h>
+#include <tvk/process/detail/Sanitizers.h>
 
 #if TVK_THREAD_SANITIZER
 #include <sanitizer/tsan_interface.h>
@@ -40,7 +42,7 @@ void lockMutex(pthread_mutex_t& mutex) noexcept {
 
 #endif
 
-// The thread sanitizer overlooks the locks of a thread that was cancelled in the middle of a call: it is told.
+// The thread sanitizer overlooks the locks of a thread that is cancelled inside a call, so it is told.
 #if TVK_THREAD_SANITIZER
 void noteLocked(pthread_mutex_t& mutex) noexcept { __tsan_acquire(&mutex); }
 void noteUnlocking(pthread_mutex_t& mutex) noexcept { __tsan_release(&mutex); }

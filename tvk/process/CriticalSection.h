@@ -8,11 +8,11 @@
 
 namespace tvk {
 
-// A mutual-exclusion lock. Not recursive: a thread that locks it twice waits for ever; in debug builds of the
-// library the process aborts with a text on standard error. Copying or assigning never shares or copies a
-// lock: the copy is a fresh, unlocked one, and so is the target of an assignment (assigning an object to
-// itself does nothing). Nobody may hold a section that is destroyed or assigned to. Works with
-// std::lock_guard.
+// A mutual-exclusion lock. Not recursive: a thread that locks it twice waits for ever; in debug builds
+// of the library the process aborts with a text on standard error. Copying or assigning never shares or
+// copies a lock: the copy is a fresh, unlocked one, and so is the target of an assignment (assigning an
+// object to itself does nothing). Nobody may hold a section that is destroyed or assigned to. Works
+// with std::lock_guard.
 class TVK_EXPORT TVK_CAPABILITY("mutex") CriticalSection {
  public:
   CriticalSection() noexcept;

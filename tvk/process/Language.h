@@ -19,8 +19,7 @@ class TVK_EXPORT Language {
   // and "ru_" are known; all else is English, also null and a bare "de".
   static std::uint32_t FromVariable(const char* lang) noexcept;
 
-  // The two-letter name of a code ("De"), found by the whole code or else by its low ten bits; null when
-  // unknown.
+  // The two-letter name of a code ("De"), found by the whole code or else by its low ten bits; else null.
   static const char* NameOf(std::uint32_t code) noexcept;
 };
 

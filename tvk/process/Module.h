@@ -36,8 +36,8 @@ class TVK_EXPORT Module : public StartUp {
   // What a shared library calls when it is loaded: brings the services and the module up; true on success. A
   // module whose Init answers false is taken down again. Exceptions pass on. Null is false.
   static bool Start(Module* module);
-  // What it calls when it is unloaded: the current module's Exit; false without one. Does not delete the
-  // module.
+  // What it calls when it is unloaded: the current module's Exit; false without one. Does not delete
+  // the module.
   static bool Stop();
 
  protected:

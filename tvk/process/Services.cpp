@@ -1,6 +1,6 @@
-// The services of the library and the one place that registers them while it is loaded, which costs about 4
-// microseconds. The start-up of every frame is defined here, so that a linker that takes a frame out of a static
-// archive takes the registration too.
+// The services of the library and the one place that registers them while it is loaded. The start-up of
+// every frame is defined here, so that a linker that takes a frame out of a static archive takes the
+// registration too.
 #include <memory>
 
 #include <tvk/console/ConsoleStreamBuf.h>

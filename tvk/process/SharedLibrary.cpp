@@ -41,6 +41,10 @@ bool SharedLibrary::Open(const FileString& path, bool addExtension) {
   if (m_handle == nullptr) m_handle = std::make_unique<void*>();
   *m_handle = nullptr;
   m_path = std::move(wanted);
+  if (m_path.find('\0') != FileString::npos) {
+    m_lastError = "a zero in the path " + m_path;  // the loader would take another library
+    return false;
+  }
   if (isFile(m_path)) m_path = realPath(m_path);
   *m_handle = dlopen(m_path.c_str(), RTLD_LAZY | RTLD_GLOBAL);
   m_lastError = IsOpen() ? nullptr : dlerror();

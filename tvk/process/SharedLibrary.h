@@ -11,8 +11,8 @@ namespace tvk {
 
 // A handle on one shared library, closed by the destructor. Movable, not copyable.
 //
-// Errors   a library that the loader refuses is no exception: Open answers false, and LastError() has the loader's
-//          own words.
+// Errors   a library that the loader refuses is no exception: Open answers false, and LastError() has the
+//          loader's own words.
 // Threads  one thread at a time.
 //
 //   tvk::SharedLibrary library;
@@ -26,18 +26,17 @@ class TVK_EXPORT SharedLibrary {
   SharedLibrary& operator=(SharedLibrary&& other) noexcept;
   ~SharedLibrary();
 
-  // Closes what is open and opens `path`, with ".so" behind it when asked. A name without a folder that is an
-  // existing file means that file; otherwise the loader searches for it. The path kept is the real one of an
-  // existing file, the one asked for otherwise, also after a failure. The symbols of the library become
-  // visible to everything that is loaded later. An existing file without a real path throws FileException
-  // 1003.
+  // Closes what is open and opens `path`, with ".so" behind it when asked. A name without a folder that is
+  // an existing file means that file; otherwise the loader searches for it. The path kept is the real one
+  // of an existing file, the one asked for otherwise, also after a failure. The symbols of the library
+  // become visible to everything that is loaded later. The empty path is the program itself. An existing
+  // file without a real path throws FileException 1003.
   bool Open(const FileString& path, bool addExtension = false);
   // A library that the loader refuses to close stays open.
   void Close();
   bool IsOpen() const noexcept { return m_handle != nullptr && *m_handle != nullptr; }
 
-  // The address of a symbol in the library or in those it depends on; null when there is none or nothing is
-  // open.
+  // The address of a symbol in the library or in those it depends on; null when there is none.
   void* GetSymbol(const char* name) const;
 
   // Puts the texts of a language library in force: those behind its GetStrings (see MessageEntry.h). They go

@@ -7,8 +7,8 @@ namespace tvk {
 namespace {
 
 std::mutex s_listLock;
-std::vector<Singleton*>* s_list =
-    nullptr;  // made by the first entry, freed by DestroyAll; null: died earlier
+// Made by the first entry, freed by DestroyAll. A null in it stands for an entry that died earlier.
+std::vector<Singleton*>* s_list = nullptr;
 
 Singleton* popNewest() {
   const std::lock_guard lock(s_listLock);

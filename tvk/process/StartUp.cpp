@@ -23,8 +23,9 @@ constexpr std::int64_t s_badLanguageModule = 1131;
 StartUp::StartUp(const char* codePrefix, const char* name)
     : m_name(std::make_unique<StringBase<char>>(name)) {
   Exception::SetCodePrefix(codePrefix);
-  StartUp* none = nullptr;
-  if (s_current.compare_exchange_strong(none, this)) ProgramName::SetFrame(this, *m_name);
+  if (IsStarted()) return;
+  ProgramName::SetFrame(this, *m_name);
+  s_current = this;  // last: a frame that could not be made must not stay behind
 }
 
 StartUp::~StartUp() {

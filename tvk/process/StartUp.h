@@ -1,9 +1,9 @@
 // The base of every frame, and the order in which a process comes up and goes down.
 //
-// Coming up    the services register while the library is loaded (see Services.cpp); InitServices, called by the
-//              frame's Init, brings them up in that order. Process-wide objects are made on first use.
-// Going down   ShutDown, called when the frame ends, takes down the services in reverse order, then the process-wide
-//              objects, newest first, then the console, last the record of the current process.
+// Coming up    the services register while the library is loaded (see Services.cpp); InitServices, called by
+//              the frame's Init, brings them up in that order. Process-wide objects are made on first use.
+// Going down   ShutDown, called when the frame ends, takes down the services in reverse order, then the
+//              process-wide objects, newest first, then the console, last the record of the current process.
 #pragma once
 
 #include <memory>
@@ -19,8 +19,8 @@ namespace tvk {
 // language library and its life. The first frame made is the current one until it is destroyed; a later one
 // never takes its place.
 //
-// Threads   frames are made, used and destroyed on one thread. ShutDown wants every other thread joined: one that
-//           still runs finds fresh process-wide objects, which then nobody destroys, never dead ones.
+// Threads   frames are made, used and destroyed on one thread. ShutDown wants every other thread joined: one
+//           that still runs finds fresh process-wide objects, which then nobody destroys, never dead ones.
 class TVK_EXPORT StartUp {
  public:
   // `codePrefix` stands in front of every error code of the process, at most 11 characters; the prefix of the

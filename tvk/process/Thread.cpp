@@ -1,6 +1,4 @@
-#include <tvk/process/CriticalSection.h>
 #include <tvk/process/Thread.h>
-#include <tvk/process/detail/Sanitizers.h>
 
 #include <pthread.h>
 #include <sched.h>
@@ -11,6 +9,9 @@
 #include <cstdio>
 #include <limits>
 #include <utility>
+
+#include <tvk/process/CriticalSection.h>
+#include <tvk/process/detail/Sanitizers.h>
 
 namespace tvk {
 namespace {
@@ -51,7 +52,6 @@ class CancellationOff {
 // global lock.
 struct Thread::Activity : std::enable_shared_from_this<Activity> {
   pthread_t thread{};
-  Thread* object = nullptr;  // whose Run() is to be entered, until it was left; null when the object is gone
   bool isRunning = true;
   bool isJoinable = false;   // nobody has joined or detached it, or is about to join it
   bool isAbandoned = false;  // the record that started it has given it up
@@ -60,6 +60,13 @@ struct Thread::Activity : std::enable_shared_from_this<Activity> {
 };
 
 thread_local Thread::Activity* Thread::Activity::s_current = nullptr;
+
+// An object whose Run() threads are to enter, which may go before they do. Several threads, when it was given
+// up and started again. Guarded by the global lock.
+struct Thread::Body {
+  Thread* object;            // null when it is gone
+  std::size_t runCount = 0;  // threads that have not left its Run() yet
+};
 
 // What the copies of a Thread share. `activity` and `isStarter` are guarded by the global lock.
 struct Thread::Record {
@@ -91,6 +98,7 @@ class Thread::RecordLock {
 struct Thread::StartBlock {
   std::shared_ptr<Record> record;
   std::shared_ptr<Activity> activity;
+  std::shared_ptr<Body> body;
   void* arg;
 };
 
@@ -105,10 +113,10 @@ class Thread::EndStep {
     {
       const CriticalSectionLock lock(CriticalSection::Global());
       m_block.activity->isRunning = false;
-      m_block.activity->object = nullptr;
+      --m_block.body->runCount;
     }
-    // Last, when the lock is not needed any more: who sees the id gone may take the library down. A record that
-    // was given up meanwhile holds no id, or that of another thread.
+    // Last, when the lock is not needed any more: who sees the id gone may take the library down. A record
+    // that was given up meanwhile holds no id, or that of another thread.
     std::uint64_t own = pthread_self();
     m_block.record->id.compare_exchange_strong(own, 0);
   }
@@ -120,7 +128,7 @@ class Thread::EndStep {
   Thread* Begin() noexcept {
     const CriticalSectionLock lock(CriticalSection::Global());
     Activity::s_current = m_block.activity.get();
-    return m_block.activity->object;
+    return m_block.body->object;
   }
   void* Argument() const noexcept { return m_block.arg; }
 
@@ -184,9 +192,10 @@ Thread& Thread::operator=(const Thread& other) {
 
 Thread::~Thread() {
   [[maybe_unused]] bool isEarly = false;
-  if (m_started != nullptr) {
+  if (m_body != nullptr) {
     const RecordLock lock;
-    isEarly = std::exchange(m_started->object, nullptr) != nullptr;
+    m_body->object = nullptr;
+    isEarly = m_body->runCount != 0;
   }
   GiveUpRecord();
 #ifndef NDEBUG
@@ -222,8 +231,8 @@ bool Thread::Start(void* arg, bool joinable) {
   const RecordLock lock;
   if (IsValid()) return false;
   auto activity = std::make_shared<Activity>();
-  activity->object = this;
-  auto block = std::make_unique<StartBlock>(StartBlock{m_record, activity, arg});
+  if (m_body == nullptr) m_body = std::make_shared<Body>(Body{this});
+  auto block = std::make_unique<StartBlock>(StartBlock{m_record, activity, m_body, arg});
   m_record->GiveUpActivity();
 
   pthread_attr_t attributes;
@@ -240,9 +249,9 @@ bool Thread::Start(void* arg, bool joinable) {
   static_cast<void>(block.release());  // the thread's from now on; it waits for the lock
   activity->isJoinable = joinable;
   m_record->id = activity->thread;
-  m_record->activity = activity;
+  m_record->activity = std::move(activity);
   m_record->isStarter = true;
-  m_started = std::move(activity);
+  ++m_body->runCount;
   return true;
 }
 

@@ -1,11 +1,11 @@
 // Threads and the record of what became of them.
 #pragma once
 
-#include <tvk/Export.h>
-
 #include <compare>
 #include <cstdint>
 #include <memory>
+
+#include <tvk/Export.h>
 
 namespace tvk {
 
@@ -19,21 +19,18 @@ namespace tvk {
 //   detached   started with `joinable` false, running or finished     Join() false
 //
 // Run       must find the object alive until it has been entered and as long as it uses it: usually the owner
-// joins
-//           before the object goes. An object that goes earlier is not entered any more; debug builds say so
-//           on standard error. An exception that leaves Run() ends the process by std::terminate. Joinable
-//           threads have a stack of 128 KiB: keep large buffers out of it.
+//           joins before the object goes. An object that goes earlier is not entered any more; debug builds
+//           say so on standard error. An exception that leaves Run() ends the process by std::terminate.
+//           Joinable threads have a stack of 128 KiB: keep large buffers out of it.
 // Cancel    strikes at any instruction. In a Run() that may be cancelled no frame may hold an object with a
 //           destructor, a lock or memory, or the process may end; `catch (...)` must rethrow. The harmless
 //           way is cooperative: share an atomic flag, let Run() look at it and return, and Join().
 // Errors    the answers are booleans; nothing throws but std::bad_alloc.
 // Threads   one object is used by one thread at a time; different copies may be used by different threads.
-// All
-//           changes of a record happen under CriticalSection::Global(): do not call anything here but
+//           All changes of a record happen under CriticalSection::Global(): do not call anything here but
 //           comparisons, GetId(), IsValid(), IsShared() and copying while holding it.
 // Lifetime  destroying a Thread neither stops nor joins anything. When the last copy of an unjoined thread
-// gives
-//           it up, the system frees the thread's resources as soon as it ends.
+//           gives it up, the system frees the thread's resources as soon as it ends.
 //
 //   struct Counter : tvk::Thread {
 //     void* Run(void* arg) override { ++*static_cast<std::atomic<int>*>(arg); return nullptr; }
@@ -91,6 +88,7 @@ class TVK_EXPORT Thread {
 
  private:
   struct Activity;
+  struct Body;
   struct Record;
   struct StartBlock;
   class EndStep;
@@ -102,8 +100,8 @@ class TVK_EXPORT Thread {
   void Release(std::shared_ptr<Record> fresh) noexcept;
   void GiveUpRecord();
 
-  std::shared_ptr<Record> m_record;     // never null
-  std::shared_ptr<Activity> m_started;  // the thread that runs this object, to tell it when the object goes
+  std::shared_ptr<Record> m_record;  // never null
+  std::shared_ptr<Body> m_body;      // this object as its threads know it; null until it is started
 };
 
 }  // namespace tvk

@@ -1,12 +1,12 @@
 // Threads that are waited for together.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/process/Thread.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include <tvk/Export.h>
+#include <tvk/process/Thread.h>
 
 namespace tvk {
 
@@ -17,8 +17,8 @@ class TVK_EXPORT ThreadGroup {
  public:
   // Appends a copy; true.
   bool Add(const Thread& thread);
-  // Joins every thread in order, also behind one that fails. True when every join succeeded, and for an empty
-  // group.
+  // Joins every thread in order, also behind one that fails. True when every join succeeded, and for an
+  // empty group.
   bool JoinAll();
   // Cancels the first thread with this id and takes it out. False when there is none, or when it cannot be
   // cancelled and stays.
