@@ -28,7 +28,7 @@ struct Tool : Application {
 };
 
 struct Entry : tvk::Singleton {
-  ~Entry() override { printf("down "); }
+  ~Entry() override { printf(Application::GetApplication() != nullptr ? "down " : "late "); }
 };
 
 // The exit status of a tool that does `work`, and what it wrote.
@@ -104,7 +104,7 @@ TEST(Application, PreparesTheProcess) {
     });
     EXPECT_EQ(Application::GetApplication(), tool.get());
     EXPECT_EQ(tvk::StartUp::Get(), &first);
-    EXPECT_EQ(tvk::ProgramName::Get() + std::to_string(Application::Main(0, nullptr)), "tool5");
+    EXPECT_EQ(tvk::ProgramName::Get() + std::to_string(Application::Main(2, nullptr)), "tool5");
     tool.reset();
     EXPECT_EQ(Application::GetApplication(), nullptr);
     EXPECT_EQ(tvk::ProgramName::Get(), "first");

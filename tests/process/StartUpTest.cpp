@@ -1,6 +1,7 @@
 #include <tvk/process/StartUp.h>
 
 #include <tvk/console/Console.h>
+#include <tvk/files/CurrentProcess.h>
 #include <tvk/process/Application.h>
 #include <tvk/process/AutoInit.h>
 #include <tvk/process/Module.h>
@@ -15,16 +16,18 @@
 namespace {
 
 using support::inOwnProcess;
+using tvk::CurrentProcess;
+using tvk::Module;
 using tvk::ProgramName;
 using tvk::StartUp;
 
-struct Frame : StartUp {
-  explicit Frame(const char* name, const char* prefix = "") : StartUp(prefix, name) {}
+struct Frame : Module {
+  explicit Frame(const char* name, const char* prefix = "") : Module(prefix, name) {}
   tvk::FileString GetPath() const override { return path; }
   void GetLanguageName(tvk::StringBase<char>& name) const override { name = language; }
-  bool Init() override { return InitServices(); }
-  bool Exit() override { return ExitServices(); }
+  bool Init() override { return Module::Init() && starts; }
   std::string path, language;
+  bool starts = true;
 };
 
 TEST(StartUp, TheFirstFrameIsCurrentUntilItGoes) {
@@ -70,9 +73,14 @@ TEST(StartUp, GoesDownInTheReverseOrderAndOnce) {
     for (const char name : {'a', 'b'}) tvk::AutoInitBase::Register(std::make_unique<Service>(name));
     new Entry;
     tvk::Console::Get();
-    EXPECT_TRUE(frame.Init() && frame.Exit());
+    EXPECT_TRUE(frame.Init() && StartUp::ExitServices());
     EXPECT_NE(tvk::DateTimeInit::StartTime(), nullptr) << "the library's own services are up";
-    for (int i = 0; i < 2; ++i) StartUp::ShutDown();
+    const CurrentProcess* const record = &CurrentProcess::Get();
+    const CurrentProcess copy = *record;
+    EXPECT_TRUE(frame.Exit());
+    const auto other = std::make_unique<CurrentProcess>(copy);  // in the memory of the one that went
+    EXPECT_NE(&CurrentProcess::Get(), record);
+    StartUp::ShutDown();
     EXPECT_TRUE(StartUp::InitServices());
     EXPECT_TRUE(tvk::DateTimeInit::StartTime() == nullptr && tvk::Console::Existing() == nullptr);
     tvk::Console::Get() << tvk::StringBase<char>::Empty() << "late users are served" << std::flush;
@@ -103,44 +111,36 @@ TEST(StartUp, FindsTheLanguageLibraryBesideTheFrame) {
       frame.path = path;
       frame.language = language;
       const char* const given = directory.c_str();
-      tvk::StringBase<char> text(
-          std::to_string(support::thrownCode([&] { frame.LoadLanguageModule(given); })));
-      if (text == "0") tvk::loadMessage("tvk", 1001, false, text);
+      tvk::StringBase<char> text("1131");
+      if (support::thrownCode([&] { frame.LoadLanguageModule(given); }) != 1131)
+        tvk::loadMessage("tvk", 1001, false, text);
       EXPECT_EQ(text, expected) << path << ", " << language << ", " << directory;
       EXPECT_EQ(frame.LanguageLibrary().IsOpen(), text.starts_with("Datei")) << path;
     }
   });
 }
 
-struct Plugin : tvk::Module {
-  explicit Plugin(bool init) : Module("PL", "plugin"), m_init(init) {}
-  bool Init() override { return Module::Init() && m_init; }
-  bool m_init;
-};
-
 TEST(Module, StartsAndStopsTheCurrentOne) {
   const std::string output = inOwnProcess([] {
-    EXPECT_FALSE(tvk::Module::Stop() || tvk::Module::Start(nullptr));
+    EXPECT_FALSE(Module::Stop() || Module::Start(nullptr));
+    auto older = std::make_unique<Frame>("older");
     for (const bool starts : {true, false}) {
-      Plugin plugin(starts);
+      older->starts = starts;
       new Entry;
-      EXPECT_EQ(tvk::Module::Start(&plugin), starts);
+      EXPECT_EQ(Module::Start(older.get()), starts);
       printf("up, ");
-      EXPECT_TRUE(tvk::Module::Stop());
+      EXPECT_TRUE(Module::Stop());
     }
-    auto older = std::make_unique<Plugin>(true);
-    const Plugin newer(true);
-    EXPECT_EQ(tvk::Module::GetModule(), &newer);
+    const Module newer("", "newer");
+    EXPECT_TRUE(Module::GetModule() == &newer && newer.GetPath() == "tvk");
     older.reset();
-    EXPECT_EQ(tvk::Module::GetModule(), nullptr) << "whichever module goes clears it";
-    EXPECT_EQ(newer.GetPath(), "tvk");
+    EXPECT_EQ(Module::GetModule(), nullptr) << "whichever module goes clears it";
   });
   EXPECT_EQ(output, "up, late, late, up, ");
 }
 
 TEST(StartUp, KeepsItsBinaryInterface) {
   EXPECT_EQ(support::slotOf(&tvk::Application::GetPath), 3u);
-  EXPECT_EQ(support::slotOf(&tvk::Application::Exit), 6u);
   EXPECT_EQ(support::slotOf(&tvk::Application::HandleException), 10u);
 }
 

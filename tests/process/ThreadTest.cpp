@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <optional>
 
 #include "support/Support.h"
@@ -86,7 +87,9 @@ TEST(Thread, ForgetAndCancelLeaveTheThreadToTheOthers) {
   EXPECT_TRUE(alone.Start(&second, true)) << "afresh, while the forgotten one still runs";
   first.isOpen = true;
   waitFor(first.left);
+  const auto before = std::chrono::steady_clock::now();
   Thread::Sleep(5);
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(5));
   second.isOpen = alone.IsValid();
   EXPECT_TRUE(alone.Join() && second.left == 1);
 }
@@ -176,9 +179,11 @@ TEST(Thread, ObjectThatGoesBeforeItsThread) {
   testing::internal::CaptureStderr();
   {
     Worker worker;
-    copy = worker;
     ASSERT_TRUE(worker.Start(&gate, true));
     waitFor(gate.entered);
+    copy = worker;
+    Gate open{true};
+    EXPECT_TRUE(worker.Forget() && worker.Start(&open, true) && worker.Join()) << "the first still runs";
   }
   gate.isOpen = true;
   EXPECT_TRUE(copy.Join() && gate.left == 1);

@@ -3,3 +3,6 @@
 TvkGetStrings GetStrings;
 TvkGetStrings* UsesWords(void) { return GetStrings; }
 int InBoth(void) { return 2; }
+
+int nowhere(void);
+int CallsNowhere(void) { return nowhere(); }
