@@ -66,7 +66,7 @@ bool UnpackGzip(Inflater& inflater, Block in, ByteBuffer& out, std::size_t maxim
   if (size > maximum || size > LargestContent(in)) return false;
   out.Resize(size);
   std::span<unsigned char> room = out.Span();
-  return inflater.Run(in, room) == Z_STREAM_END && in.empty() && room.empty();
+  return inflater.Run(in, room) == Z_STREAM_END && in.empty();  // zlib has compared the size with the trailer
 }
 
 // The zlib container does not tell its size: the output grows until the stream ends.

@@ -60,6 +60,7 @@ TEST(CommandLineParsing, ReadsNumbers) {
   check(VALUE(ReadSigned()), "-2147483647=>-2147483647|  -2147483648=>2005:2147483648  --5=>2005:-5");
   check(VALUE(ReadSignedRange(-5, 5)), "-5=>-5|  -6=>2005:-6  6=>2005:6");
   check(VALUE(ReadSignedMax(0)), "2147483647=>2147483647|");
+  check(VALUE(ReadSignedMax(7)), "7=>7|  8=>2005:8");
   check(VALUE(ReadDigits(8, "err")), "178=>15|8  -1=>2005:err");
   check(VALUE(ReadDigits(10, nullptr)), ":5x=>105|x  \xE9=>185|  a=>49|");
   check(VALUE(ReadInt64(0, 10)), "x=>2021:x  11=>2005:11  0=>0|   +10b=>10|b  0b1=>0|b1  0xg=>0|xg  08=>0|8");
@@ -75,7 +76,8 @@ TEST(CommandLineParsing, ReadsNumbers) {
 TEST(CommandLineParsing, ReadsBytesCharactersAndWords) {
   static unsigned char bytes[2];
   check(VALUE(ReadHexBytes(bytes, 2) * 1000000 + bytes[0] * 1000u + bytes[1]),
-        "0x0a1B=>2010027|  0a1b2c=>2005:0a1b2c  0a1=>2005:0a1  0x=>2005:0x  fFx=>1255027|x  g=>2005:g");
+        "0x0a1B=>2010027|  0a1b2c=>2005:0a1b2c  0a1=>2005:0a1  0x=>2005:0x  0XfFx=>1255027|x  9e=>1158027|  "
+        "g=>2005:g");
   check(VALUE(ReadChar(true)), " \t\vX=>X|");
   check(VALUE(ReadCharLower(false)), " X=> |X  X=>x|");
   check(VALUE(ExpectChar('a')), "Ab=>a|b  b=>2023:b");
@@ -98,7 +100,8 @@ TEST(CommandLineParsing, ReadsTextsFileNamesAndHosts) {
   EXPECT_EQ(read(file, "~"), "~;;~|null");
   static tvk::HostAddress host;
   check(OUTPUT(ReadHost(host), host.ToText()),
-        "127.0.0.1;x=>127.0.0.1|;x  LOCALHOST#=>127.0.0.1|#  0:0:1+=>0:0:1::|+  ,=>2001:,;,");
+        "127.0.0.1;x=>127.0.0.1|;x  LOCALHOST#=>127.0.0.1|#  0:0:1+=>0:0:1::|+  ::1 x=>0:0:1::| x  "
+        "::1\tx=>0:0:1::|\tx  ::1\nx=>0:0:1::|\nx  ::1*=>0:0:1::|*  ,=>2001:,;,");
   EXPECT_FALSE(host.IsValid());  // the last one read was none
 }
 
@@ -117,7 +120,7 @@ TEST(CommandLineParsing, ReadsDatesAndTimes) {
   check(
       [&](Arguments& a) { return time(a, true, true); },
       "T12:30:00Z=>12:30:00Z|  T12:30:00+02:00=>12:30:00+02:00|  T12:30:00+02:30=>2023:30  "
-      "T12:30:00+13=>2005:13  T1:2:3+08=>01:02:03+08:00|  T1:2:3-09:00=>01:02:03-09:00|  "
+      "T12:30:00+13=>2005:13  T1:2:3+08=>01:02:03+08:00|  T1:2:3-12:00=>01:02:03-12:00|  "
       "t1:2:3+-5,x=>01:02:03-05:00|,x  T1:2:3+=>2003:  T1:2:3+x=>2021:x  T1:2:3+4294967298=>2005:4294967298  "
       "T1:2:3x=>2005:x  T25:0:0Z=>1313:25:0:0Z  T65548:0:0=>1313:65548:0:0  T=>2003:  /1=>2023:/1",
       "no 01:02:03Z|");
@@ -155,6 +158,11 @@ TEST(CommandLineParsing, MovesTheCursor) {
               a.IsLastArgument() && !a.NextArgument());
   a.Restore();
   EXPECT_TRUE(a.Position() == list[0] + 2 && a.Argument() == list[0] && !a.IsLastArgument());
+  a.ClearMark();
+  a.SkipArgument();
+  a.Advance(1);
+  a.Restore();
+  EXPECT_TRUE(a.AtEndOfAll(false));
 }
 
 }  // namespace

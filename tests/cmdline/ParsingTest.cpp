@@ -1,8 +1,6 @@
-#include <string>
 #include <vector>
 
 #include <tvk/cmdline/Parsing.h>
-#include <tvk/text/Exception.h>
 
 #include "support/Support.h"
 

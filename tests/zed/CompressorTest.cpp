@@ -18,6 +18,7 @@ TEST(Compressor, ServesOneBlock) {
   zed::GZip gzip;
   freedWithContent = 0;
   gzip.Result().SetWipe(true);
+  gzip.Result().Resize(99);
   EXPECT_TRUE(gzip.Compress("x", 0) && gzip.Compress(nullptr, 9));
   EXPECT_FALSE(gzip.Compress("x", 0x100000000) || gzip.IsComplete());  // refused before it is read
   EXPECT_TRUE(gzip.Compress("block", 5) && gzip.Result().Capacity() == gzip.Result().Size());
@@ -30,15 +31,19 @@ TEST(Compressor, ServesOneBlock) {
 // Blocks near 4 GiB go to zlib in pieces; small pieces walk the same way.
 TEST(Compressor, HandsLongBlocksOverInPieces) {
   for (const std::size_t piece : {1u, 7u, 499u, 500u, 2000u}) {
-    const ByteBuffer block = bytes(2000, true);
-    ByteBuffer packed = bytes(3000);
+    const ByteBuffer block = bytes(2000);
+    ByteBuffer packed = bytes(3000), out = bytes(2000);
     std::span<const unsigned char> in = block.Span();
     std::span<unsigned char> room = packed.Span();
     z_stream stream{};
     deflateInit(&stream, -1);
     EXPECT_EQ(zed::detail::Run(stream, in, room, deflate, piece), Z_STREAM_END);
     deflateEnd(&stream);
-    zed::Decompressor unzip(15);
-    EXPECT_TRUE(unzip.Decompress(packed.Data(), 3000 - room.size()) && unzip.Result() == block) << piece;
+    in = packed.Span().first(3000 - room.size());
+    room = out.Span();
+    inflateInit(&stream);
+    EXPECT_EQ(zed::detail::Run(stream, in, room, inflate, piece), Z_STREAM_END);
+    inflateEnd(&stream);
+    EXPECT_EQ(out, block) << piece;
   }
 }

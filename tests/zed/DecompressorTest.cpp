@@ -48,14 +48,16 @@ TEST(Decompressor, KnowsContainersAndLimits) {
 }
 
 TEST(Decompressor, ServesOneBlockThatMayBeItsOwn) {
-  const ByteBuffer packed = pack(bytes(9000));
-  ByteBuffer both = packed;
+  const ByteBuffer content(std::string(9000, 'a'));
+  ByteBuffer both = pack(content), zip("?" + textOf(pack<zed::Zip>(content)));
   both.SetWipe(true);
-  EXPECT_TRUE(zed::DecompressGzip(both, both) == 9000 && both.Wipe() && both == bytes(9000));
-  zed::Decompressor unpacker;
-  unpacker.Result() = ByteBuffer("?" + textOf(packed));
-  EXPECT_TRUE(unpacker.Decompress(unpacker.Result().Data() + 1, packed.Size()));
-  EXPECT_TRUE(!unpacker.Decompress(packed) && unpacker.Decompress(nullptr, 5));
+  zip.SetWipe(true);
+  EXPECT_TRUE(zed::DecompressGzip(both, both) == 9000 && both.Wipe() && both == content);
+  zed::Decompressor unpacker(15);
+  unpacker.Result() = zip;
+  freedWithContent = 0;
+  EXPECT_TRUE(unpacker.Decompress(unpacker.Result().Data() + 1, zip.Size() - 1) && freedWithContent == 0);
+  EXPECT_TRUE(!unpacker.Decompress(zip) && unpacker.Decompress(nullptr, 5));
   EXPECT_TRUE(unpacker.GetResult(unpacker.Result()) && unpacker.GetResult(both = {}));
-  EXPECT_TRUE(both.Wipe() && both == bytes(9000));
+  EXPECT_TRUE(both.Wipe() && both == content);
 }
