@@ -157,6 +157,25 @@ TEST(Thread, EveryWayOutEndsTheRecord) {
   EXPECT_EQ(support::inChild([&] { return throwing.Start(nullptr, true) && throwing.Join(); }).status, 134);
 }
 
+// A request that strikes behind Run() would end the process.
+TEST(Thread, CancelMayComeAtTheVeryEnd) {
+  if (TVK_THREAD_SANITIZER) GTEST_SKIP() << "puts something to destroy into every frame";
+  static std::atomic<int> s_stage;
+  for (int i = 0; i < 200; ++i) {
+    Worker worker([](void* turns) -> void* {
+      for (s_stage = 1; s_stage == 1;) asm volatile("");
+      for (int turn = 10 * *static_cast<int*>(turns); turn > 0; --turn) asm volatile("");
+      return nullptr;
+    });
+    Thread copy = worker;
+    ASSERT_TRUE(worker.Start(&i, true));
+    waitFor(s_stage);
+    s_stage = 2;
+    ASSERT_TRUE(worker.Cancel() && copy.Join());
+    s_stage = 0;
+  }
+}
+
 TEST(Thread, JoinableThreadsHaveSmallStacks) {
   if (isSanitized) GTEST_SKIP() << "needs the real stacks";
   static std::size_t s_size;

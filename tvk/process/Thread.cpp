@@ -21,28 +21,38 @@ constexpr std::size_t s_joinableStackSize =
     TVK_ADDRESS_SANITIZER || TVK_THREAD_SANITIZER ? 0x200000 : 0x20000;
 
 // Keeps cancellation away from a scope. The end of the scope is where a request that came meanwhile strikes,
-// hence noexcept(false).
+// hence noexcept(false). The type is changed as well as the state: a request that is already on its way when the
+// state changes still strikes a thread of the asynchronous type.
 class CancellationOff {
  public:
-  CancellationOff() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
-  ~CancellationOff() noexcept(false) { pthread_setcancelstate(m_before, &m_before); }
+  CancellationOff() noexcept {
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &m_type);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_state);
+  }
+  ~CancellationOff() noexcept(false) {
+    int ignored;
+    pthread_setcancelstate(m_state, &ignored);
+    pthread_setcanceltype(m_type, &ignored);
+  }
   CancellationOff(const CancellationOff&) = delete;
   CancellationOff& operator=(const CancellationOff&) = delete;
 
  private:
-  int m_before = PTHREAD_CANCEL_ENABLE;
+  int m_type = PTHREAD_CANCEL_DEFERRED;
+  int m_state = PTHREAD_CANCEL_ENABLE;
 };
 
 // Runs the work open to cancellation at any instruction. A frame of its own without anything to destroy, so
-// that the request may strike here too. Comes back closed to cancellation.
+// that the request may strike here too. Begins and ends closed to cancellation.
 [[gnu::noinline]] void* runCancellable(Thread& object, void* arg) {
-  int before;
-  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before);
+  int ignored;
+  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
   pthread_testcancel();
   // What the header promises. NOLINTNEXTLINE(cert-pos47-c,concurrency-thread-canceltype-asynchronous)
-  pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &before);
+  pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &ignored);
   void* const result = object.Run(arg);
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+  pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &ignored);
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
   return result;
 }
 
@@ -257,8 +267,8 @@ bool Thread::Start(void* arg, bool joinable) {
 
 // The end step is the only thing here that has to be destroyed, and cancellation strikes only below.
 void* Thread::Enter(void* block) {
-  int before;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+  int ignored;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
   EndStep end(static_cast<StartBlock*>(block));
   Thread* const object = end.Begin();
   return object != nullptr ? runCancellable(*object, end.Argument()) : nullptr;
