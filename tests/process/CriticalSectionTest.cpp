@@ -14,8 +14,7 @@ TEST(CriticalSection, KeepsOthersOutAndCopiesAreFree) {
     const std::lock_guard lock(held);
     CriticalSection copy(held);
     copy.Lock();
-    assigned = copy;
-    assigned.Lock();
+    (assigned = copy).Lock();
     held = *&held;  // stays locked
     std::thread([&]() TVK_NO_THREAD_SAFETY_ANALYSIS { held.Lock(), _exit(1); }).detach();
     usleep(20'000);
@@ -32,7 +31,6 @@ TEST(CriticalSection, LockingTwiceIsTold) {
     section.Lock(), section.Lock();
     return 0;
   });
-  EXPECT_EQ(child.status, 128 + SIGABRT);
-  EXPECT_NE(child.errors.find("tvk::CriticalSection: locked twice"), std::string::npos) << child.errors;
+  EXPECT_TRUE(child.status == 134 && child.errors.find("locked twice") != std::string::npos) << child.errors;
 }
 #endif

@@ -39,9 +39,8 @@ TEST(SystemInfo, TimesAndErrors) {
 
   errno = ENOENT;
   EXPECT_EQ(SystemInfo::SetLastError(EIO), ENOENT);
-  EXPECT_EQ(SystemInfo::GetErrorText(4711), "Unknown error 4711");
+  for (const int code : {0, ENOENT, -1, 4711}) EXPECT_EQ(SystemInfo::GetErrorText(code), strerror(code));
   EXPECT_EQ(SystemInfo::GetLastError(), EIO);
-  for (const int code : {0, ENOENT, -1}) EXPECT_EQ(SystemInfo::GetErrorText(code), strerror(code));
 }
 
 TEST(SystemInfo, InterfaceAddresses) {
@@ -83,9 +82,7 @@ TEST(SystemInfo, ServicePublishesOnlyWhenNobodyAskedBefore) {
     service.Init();
     if (works() != object || object == other.get()) return 2;
     service.Exit();
-    if (works() != object) return 3;
-    tvk::Singleton::DestroyAll();
-    return works() != nullptr ? 0 : 4;
+    return works() != object ? 3 : 0;
   });
   EXPECT_EQ(child.status, 0) << child.errors;
 }
