@@ -22,7 +22,7 @@ namespace zed {
 //   if (gzip.Compress(block) && gzip.GetResult(packed)) ...
 class ZED_EXPORT Compressor {
  public:
-  // zlib's window bits: 9 to 15 the zlib container, 25 to 31 the gzip container, -9 to -15 neither. Others
+  // zlib's window bits: 8 to 15 the zlib container, 25 to 31 the gzip container, -9 to -15 neither. Others
   // are not an error here; Compress() then answers false.
   explicit Compressor(std::int32_t windowBits);
   virtual ~Compressor();

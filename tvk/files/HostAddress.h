@@ -14,12 +14,10 @@ namespace tvk {
 // A host: its name and its address of 4 bytes (IPv4) or 16 bytes (IPv6), in network order.
 //
 // Readers  AssignNumber() and AssignHost() read addresses the way everybody writes them. Assign() reads what
-// the
-//          command line calls a host specification and is lenient to the point of error: use it for nothing
-//          else.
+//          the command line calls a host specification and is lenient to the point of error: use it for
+//          nothing else.
 // Errors   a reader that fails answers false, keeps the text as the name and leaves the address invalid.
-// Nothing
-//          throws but std::bad_alloc.
+//          Nothing throws but std::bad_alloc.
 // Threads  a host belongs to one thread at a time. The operations that ask the resolver (Assign, AssignHost,
 //          ResolveAddress, ResolveName) may block for as long as a name server takes.
 //
@@ -34,8 +32,7 @@ class TVK_EXPORT HostAddress {
 
   // Reads a host specification of the command line, up to its first zero:
   //   - with a ":": hexadecimal groups, eight of which make an IPv6 address. "::" stands for one group of 0,
-  //   not
-  //     for many, so that "::1" is 0:0:1:0:0:0:0:0, and what is no number reads as 0;
+  //     not for many, so that "::1" is 0:0:1:0:0:0:0:0, and what is no number reads as 0;
   //   - any form that inet_addr takes: up to four decimal bytes, so that "127.1" is 127.1.0.0;
   //   - "localhost" and "localhost.localdomain" in any case: 127.0.0.1;
   //   - another name: the first IPv4 address that the resolver knows.
