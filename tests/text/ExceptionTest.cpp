@@ -77,6 +77,9 @@ TEST_F(ExceptionText, LocationIsCapturedWhenMade) {
     std::thread([] { EXPECT_EQ(ErrorLocation::Current(), ""); }).join();
   }
   EXPECT_STREQ(kept->what(), "p, opening, saving, copying: fatal error 1030 - line too long.");
+  Exception assigned;
+  assigned = *kept;
+  EXPECT_STREQ(assigned.what(), kept->what());
   EXPECT_EQ(ErrorLocation::Current(), "") << "what the last scope of a thread leaves";
   EXPECT_EQ(Exception("ready", 1).Location(), "");
 }

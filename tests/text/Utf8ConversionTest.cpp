@@ -52,6 +52,9 @@ TEST(Utf8Conversion, AllOrNothing) {
   EXPECT_EQ(toWide.Convert("\xEF\xBB\xBFz"sv, wide), 2u) << "a byte-order mark in the text stays";
   EXPECT_EQ(toWide.Convert(""sv, wide), 0u);
   EXPECT_TRUE(Wide::FromUtf8(nullptr).empty());
+  tvk::Utf8 utf8("old");
+  EXPECT_EQ((tvk::Utf8Conversion<Wide, tvk::Utf8>::Get().Convert(Wide(L"\xD800"), utf8)), 0u);
+  EXPECT_TRUE(utf8.IsEmpty());
   EXPECT_EQ(support::thrownCode([&] { Wide(L"\xD800").ToUtf8(); }), 1000);
   EXPECT_EQ(Wide(1, wchar_t{0x1F600}).ToUtf8().View(), "\xF0\x9F\x98\x80");
   EXPECT_EQ(Wide::FromUtf8("\xF0\x9F\x98\x80"), Wide(1, wchar_t{0x1F600}));
