@@ -17,7 +17,7 @@ TVK_MODULE_EXPORT std::uint32_t TvkLoadStringFromResource(std::uint32_t code, st
     case 70001:
     case 70300:  // the size it is asked with is the text
       std::snprintf(buffer, size, "%u", size);
-      return code - 70000;
+      return code == 70300 ? 300 : 3;
     case 70255:
     case 70256:
       return fill(code - 70000);
