@@ -121,7 +121,7 @@ TEST(MessageFormat, FillsPlaceholdersInOrder) {
   EXPECT_EQ(format("%1 %2 %3", "a", "b"), "a b %3") << "no argument left";
   EXPECT_EQ(format("%1"), "%1");
   EXPECT_EQ(format("%10 5% %", "a"), "a0 5% %");
-  EXPECT_EQ(format("%3%1%3", "a", "b", "c"), "%3a%3") << "a gap ends the work";
+  EXPECT_EQ(format("%3%1%4", "a", "b", "c", "d"), "%3a%4") << "a gap ends the work";
   EXPECT_EQ(format("%%1 %%11", "2", "b"), "b b1") << "a placeholder that came about";
   EXPECT_EQ(format("%9%8%7%6%5%4%3%2%1", "1", "2", "3", "4", "5", "6", "7", "8", "9", "ten"), "987654321");
 }
