@@ -47,7 +47,7 @@ StringOld filledInPasses(std::string_view format, Arguments arguments, std::size
   return text;
 }
 
-// The same in one pass, which answers false, with `text` untouched, where the passes may see more than the format
+// The same in one pass. Answers false, with `text` untouched, where the passes may meet more than the format
 // has: a placeholder that came with an argument or came about beside one, or growth beyond the limit.
 bool fillInOnePass(StringOld& text, std::string_view format, Arguments arguments, std::size_t limit) {
   for (const std::string_view argument : arguments)

@@ -35,7 +35,8 @@ constinit std::atomic<const Registered*> s_registered[1u << bucketBits];
 constinit std::mutex s_registrationLock;
 
 std::atomic<const Registered*>& bucketOf(std::uint32_t code) noexcept {
-  return s_registered[(code * 2654435769u) >> (32 - bucketBits)];  // the golden ratio spreads codes in rows
+  constexpr std::uint32_t goldenRatio = 2654435769;  // spreads codes that follow one another at any step
+  return s_registered[(code * goldenRatio) >> (32 - bucketBits)];
 }
 
 const StringBase<char>* registeredText(std::uint32_t code) noexcept {

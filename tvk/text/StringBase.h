@@ -114,7 +114,7 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
   // --- Copying out. `capacity` counts units of the buffer and includes room for the terminator.
 
   // Copies up to `capacity` characters, one less and a zero behind them with `terminate`, and answers the
-  // length of the whole string, so that the caller sees a truncation. Capacity 0 writes nothing and answers 0.
+  // length of the whole string, so that the caller sees a truncation. Capacity 0 writes nothing and gives 0.
   std::size_t CopyTo(C* buffer, std::size_t capacity, bool terminate) const;
   // The same, with "?" in place of every character that is not ASCII.
   std::size_t CopyAsciiTo(char* buffer, std::size_t capacity, bool terminate) const;
