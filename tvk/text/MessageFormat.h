@@ -10,10 +10,10 @@
 namespace tvk {
 
 // Fills `out` from `format`: every "%1" becomes the first argument, then every "%2" the second, and so on up
-// to "%9". A number that the text lacks, or for which there is no argument, ends the work: what follows stays
-// as it is. Later placeholders are also found inside earlier arguments, "%1" also inside "%10". Null arguments
-// are empty; a null format gives an empty text. The work stops before the text grows more than 64 KiB beyond
-// the sum of format and arguments.
+// to "%9". A number that the text lacks, or for which there is no argument, ends the work: what follows
+// stays as it is. Later placeholders are also found inside earlier arguments, "%1" also inside "%10". Null
+// arguments are empty; a null format gives an empty text. The work stops before the text grows more than 64
+// KiB beyond the sum of format and arguments.
 TVK_EXPORT void formatMessageWith(StringBase<char>& out, const char* format,
                                   std::span<const char* const> arguments);
 
