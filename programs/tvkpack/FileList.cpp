@@ -1,8 +1,10 @@
 #include "FileList.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <span>
 #include <unordered_set>
 
 #include <tvk/files/FileException.h>
@@ -21,6 +23,10 @@ class Collector : public tvk::FileTreeScan {
       : FileTreeScan(what, 0, 0), m_paths(paths) {}
 
  private:
+  // The scan passes a folder over that it may not read; the work on it tells the user.
+  void onFolder(const tvk::FileString& folder, std::span<const tvk::FileString> files) override {
+    if (files.empty() && access(folder.c_str(), R_OK) != 0) m_paths.push_back(folder);
+  }
   void onFile(const tvk::FileString& entry) override { m_paths.push_back(entry); }
 
   std::vector<tvk::FileString>& m_paths;
@@ -53,11 +59,14 @@ std::vector<Item> listFiles(const Settings& settings) {
 
   std::vector<Item> items;
   std::unordered_set<tvk::FileString> seen;
+  const auto isNew = [&seen](const tvk::FileString& path) {
+    return seen.insert(tvk::normalisedCopy(path)).second;
+  };
   for (const Target& target : settings.targets) {
     if (tvk::isFolder(target.path)) {
       for (const tvk::FileString& path : filesOf(target, settings.recurse))
-        if (seen.insert(path).second) items.push_back({target.path, path});
-    } else if (seen.insert(target.path).second) {
+        if (isNew(path)) items.push_back({target.path, path});
+    } else if (isNew(target.path)) {
       const bool isInRoot = target.path.rfind('/') == 0;
       items.push_back({isInRoot ? tvk::FileString("/") : tvk::folderPart(target.path, "."), target.path});
     }

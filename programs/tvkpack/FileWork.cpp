@@ -1,9 +1,9 @@
 #include "FileWork.h"
 
-#include <algorithm>
-#include <cstring>
+#include <unistd.h>
+
 #include <limits>
-#include <optional>
+#include <string_view>
 
 #include <tvk/files/FileException.h>
 #include <tvk/text/ProgramName.h>
@@ -19,9 +19,10 @@ namespace {
 
 constexpr std::string_view packedSuffix = ".gz";
 constexpr std::uint64_t largestBlock = std::numeric_limits<std::uint32_t>::max();
-constexpr unsigned char gzipMagic[] = {0x1F, 0x8B};
+constexpr std::string_view gzipMagic = "\x1F\x8B";
 constexpr std::int32_t gzipWindowBits = 31;
 
+constexpr std::int64_t codeTooManyFiles = 1012;
 constexpr std::int64_t codeNoMemory = 1014;
 constexpr std::int64_t codeExists = 1029;
 constexpr std::int64_t codeBadHeader = 1034;
@@ -36,16 +37,17 @@ struct NotConcerned {
   Outcome::Kind kind;
 };
 
-bool beginsWith(const zed::ByteBuffer& bytes, const void* prefix, std::size_t length) noexcept {
-  return bytes.Size() >= length && std::memcmp(bytes.Data(), prefix, length) == 0;
-}
-
-// A name as it can be shown in a line: control characters would break the line or drive the terminal.
-std::string shown(const tvk::FileString& path) {
-  std::string text = path;
+// Text as it can be shown in a line: control characters would break the line or drive the terminal.
+std::string shown(std::string text) {
   for (char& c : text)
     if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') c = '?';
   return text;
+}
+
+// The text of an error whose message has no place for a path, with the path in front.
+std::string errorAt(const tvk::FileString& path, std::int64_t code) {
+  const tvk::ErrorLocation location(path, false);
+  return tvk::Exception::Of(code).what();
 }
 
 // "19.0%", rounded to the nearest tenth.
@@ -71,7 +73,7 @@ class Job {
   Outcome Run() {
     m_status = m_place.Status();
     Select();
-    if (m_confirm && !m_confirm(m_place.Path())) throw LeftAlone{ReasonRefused};
+    if (m_confirm && !m_confirm(shown(m_place.Path()))) throw LeftAlone{ReasonRefused};
     switch (m_settings.mode) {
       case Mode::Pack:
         return Pack();
@@ -92,7 +94,10 @@ class Job {
 
   // Sorts out what is not concerned and what is left alone, by status and name.
   void Select() const {
-    if (S_ISDIR(m_status.st_mode)) throw NotConcerned{Outcome::NotSelected};
+    if (S_ISDIR(m_status.st_mode)) {
+      if (m_settings.recurse) m_place.Open();  // one that cannot be read is an error
+      throw NotConcerned{Outcome::NotSelected};
+    }
     const bool isFile = S_ISREG(m_status.st_mode);
     const std::int64_t time = m_status.st_mtim.tv_sec;
     if ((m_settings.before && time >= *m_settings.before) || (m_settings.after && time < *m_settings.after) ||
@@ -108,7 +113,7 @@ class Job {
     if (m_settings.mode == Mode::Pack && IsNamedPacked()) throw LeftAlone{ReasonPacked};
     if (m_settings.mode == Mode::Unpack && !IsNamedPacked()) throw LeftAlone{ReasonNotPacked};
     if (!readsOnly && m_status.st_nlink > 1) throw LeftAlone{ReasonManyLinks};
-    if (Size() == 0) throw LeftAlone{ReasonEmpty};
+    if (m_settings.mode == Mode::Pack && Size() == 0) throw LeftAlone{ReasonEmpty};
     if (Size() > largestBlock) throw LeftAlone{ReasonTooLarge};
   }
 
@@ -116,14 +121,24 @@ class Job {
     if (m_stop) throw NotConcerned{Outcome::Unstarted};
   }
 
-  void Read(zed::ByteBuffer& bytes) {
+  // Whether the open file begins with these bytes.
+  bool BeginsWith(std::string_view bytes) const {
+    std::string head(bytes.size(), '\0');
+    return pread(m_file.Number(), head.data(), head.size(), 0) == static_cast<ssize_t>(head.size()) &&
+           head == bytes;
+  }
+
+  // Opens the file and looks at its first bytes only.
+  void Open() {
     CheckStop();
     m_file = m_place.Open();
+    if (!m_settings.skip.empty() && BeginsWith(m_settings.skip)) throw LeftAlone{ReasonSkipped};
+  }
+
+  void Read(zed::ByteBuffer& bytes) {
     CheckUnchanged();
     if (!readWhole(m_file, m_status, m_place.Path(), bytes)) throw LeftAlone{ReasonChanged};
     CheckUnchanged();
-    if (!m_settings.skip.empty() && beginsWith(bytes, m_settings.skip.data(), m_settings.skip.size()))
-      throw LeftAlone{ReasonSkipped};
   }
 
   // The open file and what its name stands for must still be what was looked at first.
@@ -152,7 +167,7 @@ class Job {
     try {
       CheckUnchanged();
     } catch (const LeftAlone&) {
-      m_place.Remove(target);
+      if (m_place.Exists(m_place.Name())) m_place.Remove(target);  // else it may be the only copy
       throw;
     }
     m_place.Remove(m_place.Name());
@@ -168,9 +183,10 @@ class Job {
   Outcome Pack() {
     const std::string target = m_place.Name() + std::string(packedSuffix);
     RequireFree(target);
+    Open();
+    if (BeginsWith(gzipMagic)) throw LeftAlone{ReasonPacked};
     zed::ByteBuffer original;
     Read(original);
-    if (beginsWith(original, gzipMagic, sizeof(gzipMagic))) throw LeftAlone{ReasonPacked};
     zed::GZip gzip;
     if (!gzip.Compress(original)) throw tvk::Exception::Of(codeNoMemory);
     const zed::ByteBuffer packed = std::move(gzip.Result());
@@ -185,14 +201,20 @@ class Job {
     return Done(LinePacked, packed.Size(), packed.Size(), Size());
   }
 
+  // The path behind a message that ends without a blank.
+  std::string Where() const { return ": " + std::string(m_place.Path()); }
+
+  void OpenPacked() {
+    Open();
+    if (!BeginsWith(gzipMagic)) throw tvk::Exception::Of(codeBadHeader, Where());
+  }
+
   zed::ByteBuffer Unpacked() {
+    OpenPacked();
     zed::ByteBuffer packed;
     Read(packed);
-    // These messages end with the path without a blank between, so it brings its own.
-    const std::string where = ": " + std::string(m_place.Path());
-    if (!beginsWith(packed, gzipMagic, sizeof(gzipMagic))) throw tvk::Exception::Of(codeBadHeader, where);
     zed::Decompressor unpacker(gzipWindowBits);
-    if (!unpacker.Decompress(packed)) throw tvk::Exception::Of(NotWhole, where);
+    if (!unpacker.Decompress(packed)) throw tvk::Exception::Of(NotWhole, Where());
     return std::move(unpacker.Result());
   }
 
@@ -211,13 +233,10 @@ class Job {
 
   // Takes the unpacked size from the end of the block, which nothing vouches for: Test() does.
   Outcome List() {
-    m_file = m_place.Open();
-    unsigned char head[sizeof(gzipMagic)] = {};
+    OpenPacked();
     unsigned char size[4] = {};
-    const bool isWhole = pread(m_file.Number(), head, sizeof(head), 0) == sizeof(head) &&
-                         pread(m_file.Number(), size, sizeof(size), m_status.st_size - 4) == sizeof(size);
-    if (!isWhole || std::memcmp(head, gzipMagic, sizeof(head)) != 0)
-      throw tvk::Exception::Of(codeBadHeader, ": " + std::string(m_place.Path()));
+    if (pread(m_file.Number(), size, sizeof(size), m_status.st_size - 4) != sizeof(size))
+      throw tvk::Exception::Of(NotWhole, Where());
     const std::uint64_t unpacked = std::uint64_t{size[0]} | std::uint64_t{size[1]} << 8 |
                                    std::uint64_t{size[2]} << 16 | std::uint64_t{size[3]} << 24;
     const std::string time = tvk::DateTimeO::FromUnixTime(m_status.st_mtim.tv_sec).Format(true);
@@ -248,11 +267,13 @@ Outcome FileWork::Do(const Item& item) const {
   } catch (const tvk::AbortException&) {
     throw;
   } catch (const tvk::Exception& e) {
-    return {Outcome::Failed, e.what(), 0, 0};
+    const std::int64_t code = e.GetCode();
+    const bool namesNothing = code == codeTooManyFiles || code == codeNoMemory;
+    return {Outcome::Failed, shown(namesNothing ? errorAt(item.path, code) : e.what()), 0, 0};
   } catch (const std::bad_alloc&) {
-    return {Outcome::Failed, tvk::FileException(codeNoMemory, item.path).what(), 0, 0};
+    return {Outcome::Failed, errorAt(item.path, codeNoMemory), 0, 0};
   } catch (const std::exception& e) {
-    return {Outcome::Failed, tvk::ProgramName::Get() + ": " + e.what(), 0, 0};
+    return {Outcome::Failed, tvk::ProgramName::Get() + ": " + shown(item.path) + ": " + e.what(), 0, 0};
   }
 }
 

@@ -29,8 +29,8 @@ struct Outcome {
 // Packs, unpacks, tests or lists files, each for itself. Safe from several threads at once.
 class FileWork {
  public:
-  // Asked before a file is read: false leaves it alone.
-  using Confirm = std::function<bool(const tvk::FileString& path)>;
+  // Asked before a file is read, with its path as it can be shown: false leaves it alone.
+  using Confirm = std::function<bool(const std::string& path)>;
 
   // Files are no longer begun, and those begun not replaced, once `stop` is set.
   FileWork(const Settings& settings, const std::atomic<bool>& stop, Confirm confirm)

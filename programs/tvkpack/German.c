@@ -147,7 +147,7 @@ static const TvkMessageEntry s_texts[] = {
     {57089, "Modul wird nicht beachtet. Das eingebaute Englisch wird verwendet."},
 
     /* Of the program. */
-    {1901, "Datei ist kein vollst\344ndiger gzip-Block%1"},
+    {1901, "Datei ist nicht ein vollst\344ndiger gzip-Block%1"},
     {1902, "gepackter Block von %1 ergibt ausgepackt nicht dasselbe"},
     {5001, "tvkpack %1"},
     {5010, "gepackt  %4  %1 -> %2  %3"},
@@ -196,8 +196,8 @@ static const TvkMessageEntry s_texts[] = {
      "  -recurse         mit allen Unterordnern\n"
      "  -keep            die Originale behalten\n"
      "  -overwrite       vorhandene Ziele ersetzen\n"
-     "  -before=DATUM[,ZEIT[ZONE]]  nur zuvor ge\344nderte Dateien: 2024-03-15T12:00:00Z\n"
-     "  -after=DATUM[,ZEIT[ZONE]]   nur dann oder sp\344ter ge\344nderte: 2024Mar15\n"
+     "  -before=DATUM[,ZEIT[ZONE]]  nur zuvor Ge\344ndertes: 2024-03-15T12:00:00Z\n"
+     "  -after=DATUM[,ZEIT[ZONE]]   nur dann oder sp\344ter Ge\344ndertes: 2024Mar15\n"
      "  -larger=N        nur Dateien mit mehr als N Bytes (auch oktal, hexadezimal)\n"
      "  -smaller=N       nur Dateien mit weniger als N Bytes\n"
      "  -skip=HEXBYTES   Dateien belassen, die mit diesen Bytes beginnen\n"

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <mutex>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include <tvk/Version.h>
@@ -29,6 +32,7 @@ std::atomic<int> s_stopSignal{0};
 void stopSoon(int signal) {
   s_stopSignal = signal;
   s_stop = true;
+  if (tvk::Console* const console = tvk::Console::Existing()) console->StopInput();
 }
 
 // While it lives, Ctrl-C and the signals of a kill let the files in hand be given up before the program ends by them.
@@ -37,22 +41,28 @@ class GracefulStop {
   GracefulStop() {
     struct sigaction action {};
     action.sa_handler = stopSoon;
-    for (int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
-    action.sa_handler = SIG_IGN;
-    sigaction(SIGXFSZ, &action, nullptr);  // a file that may not grow is an error like any other
+    for (int signal : signals) {
+      struct sigaction before {};
+      sigaction(signal, &action, &before);
+      if (before.sa_handler == SIG_IGN) sigaction(signal, &before, nullptr);  // somebody wants it so
+    }
+    ::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error like any other
   }
   GracefulStop(const GracefulStop&) = delete;
   GracefulStop& operator=(const GracefulStop&) = delete;
   ~GracefulStop() {
-    for (int signal : {SIGINT, SIGTERM}) ::signal(signal, SIG_DFL);
+    for (int signal : signals)
+      if (::signal(signal, SIG_DFL) == SIG_IGN) ::signal(signal, SIG_IGN);
   }
 
-  static bool IsAsked() noexcept { return s_stop; }
   // Ends the process as the signal would have done at once.
   static void EndBySignal() {
     ::signal(s_stopSignal, SIG_DFL);
     raise(s_stopSignal);
   }
+
+ private:
+  static constexpr int signals[] = {SIGINT, SIGQUIT, SIGTERM, SIGXCPU};
 };
 
 // The files of a run, handed out in their order.
@@ -61,10 +71,18 @@ struct Queue {
   const FileWork& work;
   Report& report;
   std::atomic<std::size_t> next{0};
+  std::once_flag firstFailure{};
+  std::exception_ptr failure{};
 
+  // Works in one thread; what is thrown stops all and is kept for the end.
   void WorkOff() {
-    for (std::size_t index = next++; index < items.size() && !s_stop; index = next++)
-      report.Add(index, work.Do(items[index]));
+    try {
+      for (std::size_t index = next++; index < items.size() && !s_stop; index = next++)
+        report.Add(index, work.Do(items[index]));
+    } catch (const std::exception&) {
+      std::call_once(firstFailure, [this] { failure = std::current_exception(); });
+      s_stop = true;
+    }
   }
 };
 
@@ -85,12 +103,13 @@ class Question {
                : mode == Mode::Test   ? QuestionTest
                                       : QuestionList) {}
 
-  bool operator()(const tvk::FileString& path) {
+  // There is no default, so that Enter behind an answer does not answer the next question. The end of input quits.
+  bool operator()(const std::string& path) {
     if (m_all) return true;
     const std::string keys = message(AnswerKeys);
-    const char answer = tvk::Console::Get().Ask(message(m_text, {path}), keys, keys[1]);
+    const char answer = tvk::Console::Get().Ask(message(m_text, {path}), keys, '\0');
     m_all = answer == keys[2];
-    if (answer == keys[3]) s_stop = true;
+    if (answer == keys[3] || answer == '\0') s_stop = true;
     return m_all || answer == keys[0];
   }
 
@@ -108,24 +127,20 @@ class Program : public tvk::Application {
     registerMessages();
     const Settings settings = readSettings();
     PrepareConsole(settings);
-    if (settings.mode == Mode::Help) return Show(message(HelpText));
-    if (settings.mode == Mode::Version) return Show(message(VersionText, {TVK_VERSION_STRING}));
+    if (settings.mode == Mode::Help) return Show(settings, message(HelpText));
+    if (settings.mode == Mode::Version) return Show(settings, message(VersionText, {TVK_VERSION_STRING}));
     return Work(settings);
   }
 
  private:
   static void PrepareConsole(const Settings& settings) {
-    tvk::Console::Get().Init((settings.page ? tvk::Console::FlagPage : 0) |
-                             (settings.toLog ? tvk::Console::FlagSystemLog : 0) |
+    tvk::Console::Get().Init((settings.toLog ? tvk::Console::FlagSystemLog : 0) |
                              tvk::Console::FlagTerminalSize);
   }
 
-  static std::int32_t Show(const std::string& text) {
-    for (std::size_t start = 0; start <= text.size();) {
-      const std::size_t end = std::min(text.find('\n', start), text.size());
-      tvk::Console::Get().PrintLine("%s", text.substr(start, end - start).c_str());
-      start = end + 1;
-    }
+  static std::int32_t Show(const Settings& settings, const std::string& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) printLine(settings, line);
     return 0;
   }
 
@@ -147,6 +162,7 @@ class Program : public tvk::Application {
     }
     queue.WorkOff();
     group.JoinAll();
+    if (queue.failure) std::rethrow_exception(queue.failure);
 
     const bool wasInterrupted = s_stopSignal != 0;
     report.Totals(wasInterrupted);

@@ -47,7 +47,7 @@ constexpr struct {
   MessageCode code;
   const char* text;
 } s_messages[] = {
-    {NotWhole, "file is no whole gzip block%1"},
+    {NotWhole, "file is not one whole gzip block%1"},
     {NotTheSame, "packed block of %1 does not unpack to the same"},
     {HelpText, s_help},
     {VersionText, "tvkpack %1"},

@@ -134,7 +134,8 @@ void Place::Remove(const std::string& name) const {
 }
 
 void Place::Force() const {
-  if (fsync(Folder()) != 0 && errno != EINVAL && errno != EROFS) throwSystemError(codeNotWritten, m_path);
+  if (again([&] { return fsync(Folder()); }) != 0 && errno != EINVAL && errno != EROFS)
+    throwSystemError(codeNotWritten, m_path);
 }
 
 bool isSameState(const struct stat& a, const struct stat& b) noexcept {
@@ -188,10 +189,15 @@ void NewFile::Write(const zed::ByteBuffer& bytes) {
 
 void NewFile::Finish(const struct stat& like) {
   const tvk::FileString path = m_place.PathOf(m_target);
-  // The owner first: changing it clears the set-user-id bits of the mode.
-  if (geteuid() == 0 && fchown(m_file.Number(), like.st_uid, like.st_gid) != 0)
+  const bool isRoot = geteuid() == 0;
+  if (fchown(m_file.Number(), isRoot ? like.st_uid : uid_t(-1), like.st_gid) != 0 && isRoot)
     throwSystemError(codeDenied, path);
-  if (fchmod(m_file.Number(), like.st_mode & 07777) != 0) throwSystemError(codeDenied, path);
+  // The mode last, for a change of owner clears its set-id bits: they go when it is another's file now.
+  struct stat own {};
+  if (fstat(m_file.Number(), &own) != 0) throwSystemError(codeDenied, path);
+  const bool isSame = own.st_uid == like.st_uid && own.st_gid == like.st_gid;
+  if (fchmod(m_file.Number(), like.st_mode & (isSame ? 07777 : 01777)) != 0)
+    throwSystemError(codeDenied, path);
   const timespec times[] = {like.st_atim, like.st_mtim};
   if (futimens(m_file.Number(), times) != 0) throwSystemError(codeNotWritten, path);
   if (again([&] { return fsync(m_file.Number()); }) != 0) throwSystemError(codeNotWritten, path);

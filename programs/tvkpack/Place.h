@@ -83,7 +83,7 @@ class NewFile {
   static bool IsLeftover(std::string_view name) noexcept;
 
   void Write(const zed::ByteBuffer& bytes);
-  // Gives it mode, owner (when root) and times of another file, and forces it to disk.
+  // Gives it mode, owner (when root), group and times of another file, and forces it to disk.
   void Finish(const struct stat& like);
   // Puts it in place; error 1029 when the target exists, unless `overwrite`.
   void Rename(bool overwrite);

@@ -27,17 +27,27 @@ MessageCode totalsOf(Mode mode) {
 
 }  // namespace
 
+void printLine(const Settings& settings, const std::string& line) {
+  tvk::Console& console = tvk::Console::Get();
+  console.PrintLine("%s", line.c_str());
+  const auto page = static_cast<std::int32_t>(console.Height()) - 1;
+  if (!settings.page || page < 1 || console.LinesWritten() % page != 0) return;
+  console.ShowPausePrompt();
+  console.WaitKey(tvk::Console::FlagInterrupt);
+  console.ClearLine(true);
+}
+
 Report::Report(const Settings& settings, std::size_t files) : m_settings(settings), m_files(files) {
-  if (settings.mode == Mode::List && !settings.quiet)
-    tvk::Console::Get().PrintLine("%s", message(ListHeader).c_str());
+  if (settings.mode == Mode::List && !settings.quiet) printLine(settings, message(ListHeader));
 }
 
 void Report::Add(std::size_t index, Outcome outcome) {
   const tvk::CriticalSectionLock lock(m_lock);
   m_waiting.emplace(index, std::move(outcome));
-  for (auto first = m_waiting.begin(); first != m_waiting.end() && first->first == m_next; ++m_next) {
-    Show(first->second);
-    first = m_waiting.erase(first);
+  while (!m_waiting.empty() && m_waiting.begin()->first == m_next) {
+    const auto first = m_waiting.extract(m_waiting.begin());
+    ++m_next;
+    Show(first.mapped());
   }
   ShowProgress();
 }
@@ -58,8 +68,7 @@ void Report::Show(const Outcome& outcome) {
     default:
       return;
   }
-  if (!m_settings.quiet || outcome.kind == Outcome::Failed)
-    tvk::Console::Get().PrintLine("%s", outcome.line.c_str());
+  if (!m_settings.quiet || outcome.kind == Outcome::Failed) printLine(m_settings, outcome.line);
 }
 
 void Report::ShowProgress() {

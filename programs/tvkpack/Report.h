@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 
 #include <tvk/process/CriticalSection.h>
 
@@ -12,13 +13,18 @@
 
 namespace tvkpack {
 
+// Writes a line and, where the user wants pages, waits for a key when one is full. Ctrl-C throws AbortException then,
+// which the console's own pause would leave to the signal.
+void printLine(const Settings& settings, const std::string& line);
+
 // Reports outcomes in the order of their files, in whatever order they come. Safe from several threads at once.
 class Report {
  public:
   Report(const Settings& settings, std::size_t files);
 
+  // Throws what printLine() throws; the outcome counts all the same.
   void Add(std::size_t index, Outcome outcome);
-  // The last line.
+  // The last line. It does not wait for a key.
   void Totals(bool wasInterrupted);
   bool HasFailures() const noexcept { return m_failed != 0; }
 

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include <tvk/cmdline/CommandLineParsing.h>
+#include <tvk/files/FileStatus.h>
 #include <tvk/text/Exception.h>
 #include <tvk/time/DateTime.h>
 
@@ -31,7 +32,6 @@ class Parser : public tvk::CommandLineParsing {
     if (m_settings.mode == Mode::Help || m_settings.mode == Mode::Version) return m_settings;
     CheckCombination();
     SelectArgument();
-    if (Argument() == nullptr) Fail(codeMissingSpecification);
     do {
       m_settings.targets.push_back(ReadTarget());
     } while (NextArgument());
@@ -39,103 +39,51 @@ class Parser : public tvk::CommandLineParsing {
   }
 
  private:
-  enum class Option {
-    Pack,
-    Unpack,
-    Test,
-    List,
-    Recurse,
-    Keep,
-    Overwrite,
-    Before,
-    After,
-    Larger,
-    Smaller,
-    Skip,
-    Jobs,
-    Ask,
-    Page,
-    Log,
-    Quiet,
-    Help,
-    Version
-  };
-  static constexpr const char* optionNames =
-      "pack\tunpack\ttest\tlist\trecurse\tkeep\toverwrite\tbefore\tafter\tlarger\tsmaller\tskip\tjobs\task\tp"
-      "age\tlog\t"
-      "quiet\thelp\tversion";
-
   bool HandleOption() override {
+    static constexpr bool Settings::*flags[] = {&Settings::recurse, &Settings::keep, &Settings::overwrite,
+                                                &Settings::ask,     &Settings::page, &Settings::toLog,
+                                                &Settings::quiet};
     if (AtEnd(false)) return false;
-    const int index = ReadKeyword(optionNames);
-    if (index < 0) return false;
-    switch (static_cast<Option>(index)) {
-      case Option::Pack:
-        SetMode(Mode::Pack);
-        break;
-      case Option::Unpack:
-        SetMode(Mode::Unpack);
-        break;
-      case Option::Test:
-        SetMode(Mode::Test);
-        break;
-      case Option::List:
-        SetMode(Mode::List);
-        break;
-      case Option::Recurse:
-        m_settings.recurse = true;
-        break;
-      case Option::Keep:
-        m_settings.keep = true;
-        break;
-      case Option::Overwrite:
-        m_settings.overwrite = true;
-        break;
-      case Option::Before:
+    if (const int mode = ReadKeyword("pack\tunpack\ttest\tlist\thelp\tversion"); mode >= 0) {
+      SetMode(static_cast<Mode>(mode));
+      return true;
+    }
+    if (const int flag = ReadKeyword("recurse\tkeep\toverwrite\task\tpage\tlog\tquiet"); flag >= 0) {
+      m_settings.*flags[flag] = true;
+      return true;
+    }
+    switch (ReadKeyword("before\tafter\tlarger\tsmaller\tskip\tjobs")) {
+      case 0:
         m_settings.before = ReadMoment();
-        break;
-      case Option::After:
+        return true;
+      case 1:
         m_settings.after = ReadMoment();
-        break;
-      case Option::Larger:
+        return true;
+      case 2:
         m_settings.larger = ReadSize();
-        break;
-      case Option::Smaller:
+        return true;
+      case 3:
         m_settings.smaller = ReadSize();
-        break;
-      case Option::Skip:
+        return true;
+      case 4:
         m_settings.skip = ReadBytes();
-        break;
-      case Option::Jobs:
+        return true;
+      case 5:
         ExpectValue();
         m_settings.jobs = ReadUnsignedRange(1, maxJobs);
-        break;
-      case Option::Ask:
-        m_settings.ask = true;
-        break;
-      case Option::Page:
-        m_settings.page = true;
-        break;
-      case Option::Log:
-        m_settings.toLog = true;
-        break;
-      case Option::Quiet:
-        m_settings.quiet = true;
-        break;
-      case Option::Help:
-        m_settings.mode = Mode::Help;
-        break;
-      case Option::Version:
-        m_settings.mode = Mode::Version;
-        break;
+        return true;
+      default:
+        return false;
     }
-    return true;
   }
 
+  // Two different modes are a mistake, but for "help" and "version", which win.
   void SetMode(Mode mode) {
-    if (m_settings.mode == Mode::Help || m_settings.mode == Mode::Version) return;
-    if (m_modeIsGiven && m_settings.mode != mode) FailAt(codeTakenTwice, Argument());
-    m_modeIsGiven = true;
+    if (mode < Mode::Help) {
+      if (m_settings.mode >= Mode::Help) return;
+      if (m_modeIsGiven && m_settings.mode != mode) FailAt(codeTakenTwice, Argument());
+      m_modeIsGiven = true;
+    }
     m_settings.mode = mode;
   }
 
@@ -167,23 +115,36 @@ class Parser : public tvk::CommandLineParsing {
     return std::string(bytes, bytes + count);
   }
 
-  // An option that the mode has no use for is a mistake that should not pass unnoticed.
+  // An option that cannot do what it says is a mistake that should not pass unnoticed.
   void CheckCombination() const {
     const bool writes = m_settings.mode == Mode::Pack || m_settings.mode == Mode::Unpack;
     if (!writes && (m_settings.keep || m_settings.overwrite))
       throw tvk::Exception::Of(codeWrongMode, m_settings.mode == Mode::Test ? "test" : "list");
+    if (m_settings.toLog && (m_settings.ask || m_settings.page))
+      throw tvk::Exception::Of(codeWrongMode, "log");
   }
 
   Target ReadTarget() {
     if (AtEnd(false)) Fail(codeMissingSpecification);
     Target target;
     std::string folder, name;
+    Mark();
+    ReadQuotedText(name);
+    if (name[0] != '~' && AtEnd(false) && (tvk::isFile(name) || tvk::isFolder(name))) {  // it may hold commas
+      target.path = name;
+      return target;
+    }
+    Restore();
+    const bool isQuoted = IsNext('"');
     ReadFileName(target.path, folder, name);
     while (Accept(',')) {
       std::string pattern;
       ReadFileName(pattern, folder, name);
       target.patterns.emplace_back(pattern);
     }
+    // The marks may also stand around the folder and its patterns together.
+    if (isQuoted && !target.patterns.empty() && target.patterns.back().ends_with('"'))
+      target.patterns.back().pop_back();
     if (!AtEnd(false)) Fail(codeBadSpecification);
     return target;
   }

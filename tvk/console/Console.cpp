@@ -104,8 +104,9 @@ class KeyMode {
   std::uint32_t m_minChars = 0;
 };
 
-// The next byte of standard input; 0 for none without `wait`, -1 for the end of input and for errors.
-int readByte(bool takesInterrupt, bool wait) {
+// The next byte of standard input; 0 for none without `wait`, -1 for the end of input, for errors and when
+// `noInput` becomes true.
+int readByte(bool takesInterrupt, bool wait, const std::atomic<bool>& noInput) {
   if (const int ahead = platform::takeReadAhead(stdin); ahead >= 0) return ahead;
   const KeyMode mode(takesInterrupt);
   if (!mode.IsUsable()) return -1;
@@ -113,8 +114,9 @@ int readByte(bool takesInterrupt, bool wait) {
     fd_set ready;
     FD_ZERO(&ready);
     FD_SET(STDIN_FILENO, &ready);
-    timeval atOnce{};
-    const int count = select(STDIN_FILENO + 1, &ready, nullptr, nullptr, wait ? nullptr : &atOnce);
+    timeval limit{0, wait ? 200'000 : 0};
+    const int count = select(STDIN_FILENO + 1, &ready, nullptr, nullptr, &limit);
+    if (noInput) return -1;
     if (count == 0 && !wait) return 0;
     if (count < 0 && errno != EINTR) {
       std::perror("select");
@@ -301,7 +303,7 @@ int Console::ReadKey(std::uint32_t flags, bool wait) {
   int key = 0;
   {
     const CriticalSectionLock lock(m_locks->input);
-    key = readByte(takesInterrupt, wait);
+    key = readByte(takesInterrupt, wait, m_noInput);
   }
   if (key > 0) {
     const OutputGuard guard(*this);
