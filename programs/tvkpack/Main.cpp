@@ -35,7 +35,7 @@ void stopSoon(int signal) {
   if (tvk::Console* const console = tvk::Console::Existing()) console->StopInput();
 }
 
-// While it lives, Ctrl-C and the signals of a kill let the files in hand be given up before the program ends by them.
+// While it lives, a signal that ends the program does so when the files in hand have been given up.
 class GracefulStop {
  public:
   GracefulStop() {
@@ -103,7 +103,7 @@ class Question {
                : mode == Mode::Test   ? QuestionTest
                                       : QuestionList) {}
 
-  // There is no default, so that Enter behind an answer does not answer the next question. The end of input quits.
+  // There is no default: Enter behind an answer must not answer the next question. The end of input quits.
   bool operator()(const std::string& path) {
     if (m_all) return true;
     const std::string keys = message(AnswerKeys);

@@ -1,5 +1,5 @@
-// The program's own texts. The English ones are registered when the program starts; a language library that the
-// frame has loaded by then stands in front of them.
+// The program's own texts. The English ones are registered when the program starts; a language library that
+// the frame has loaded by then stands in front of them.
 #pragma once
 
 #include <cstdint>
@@ -47,8 +47,8 @@ enum MessageCode : std::uint32_t {
 
 void registerMessages();
 
-// The text of a message with its placeholders filled. Put what comes from outside into the last placeholder: a "%"
-// in it is then left alone.
+// The text of a message with its placeholders filled. Put what comes from outside into the last placeholder:
+// a "%" in it is then left alone.
 std::string message(MessageCode code, std::initializer_list<std::string> values = {});
 
 }  // namespace tvkpack

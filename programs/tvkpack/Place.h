@@ -35,8 +35,8 @@ class Descriptor {
 // Throws the FileException that stands for errno, or `defaultCode` where none does.
 [[noreturn]] void throwSystemError(std::int64_t defaultCode, const tvk::FileString& path);
 
-// One file: its open folder, its name there, and its path for messages. Every failure throws FileException with the
-// path concerned. Links are never followed below the root that the user named.
+// One file: its open folder, its name there, and its path for messages. Every failure throws FileException
+// with the path concerned. Links are never followed below the root that the user named.
 class Place {
  public:
   // Opens the folder of `path`, which begins with `root`; only the root itself may lead through links.
@@ -72,7 +72,7 @@ bool isSameState(const struct stat& a, const struct stat& b) noexcept;
 bool readWhole(const Descriptor& file, const struct stat& status, const tvk::FileString& path,
                zed::ByteBuffer& out);
 
-// A file that is written beside its target and put in its place at the end, or removed when that does not happen.
+// A file that is written beside its target and put in its place at the end, or else removed.
 class NewFile {
  public:
   NewFile(const Place& place, std::string target);

@@ -13,11 +13,11 @@
 
 namespace tvkpack {
 
-// Writes a line and, where the user wants pages, waits for a key when one is full. Ctrl-C throws AbortException then,
-// which the console's own pause would leave to the signal.
+// Writes a line and, where the user wants pages, waits for a key when one is full. Ctrl-C throws
+// AbortException then, which the console's own pause would leave to the signal.
 void printLine(const Settings& settings, const std::string& line);
 
-// Reports outcomes in the order of their files, in whatever order they come. Safe from several threads at once.
+// Reports outcomes in the order of their files, however they come. Safe from several threads at once.
 class Report {
  public:
   Report(const Settings& settings, std::size_t files);

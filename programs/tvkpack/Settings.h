@@ -37,8 +37,8 @@ struct Settings {
   std::vector<Target> targets;
 };
 
-// Reads the arguments of the process. Throws Exception with the codes of the command line; with Help and Version
-// there may be no target, otherwise there is one at least.
+// Reads the arguments of the process. Throws Exception with the codes of the command line; with Help and
+// Version there may be no target, otherwise there is one at least.
 Settings readSettings();
 
 }  // namespace tvkpack

@@ -1,5 +1,6 @@
-/* Stands in for fsync(2) in a tvkpack of the tests: forces nothing, and runs the command in AT_FSYNC, whose exit status
-   is the error that fsync fails with. A new file is forced when nothing has been replaced yet, its folder afterwards. */
+/* Stands in for fsync(2) in a tvkpack of the tests: forces nothing, and runs the command in AT_FSYNC, whose
+   exit status is the error that fsync fails with. A new file is forced when nothing has been replaced yet,
+   its folder afterwards. */
 #include <errno.h>
 #include <stdlib.h>
 #include <sys/wait.h>

@@ -250,8 +250,8 @@ TEST(Tvkpack, TheOrderDoesNotDependOnTheJobs) {
   EXPECT_EQ(first, second);
 }
 
-// Each command runs with $T, the tree, and $O, a folder outside, when NAME.gz is written but not in its place yet, and
-// once more when it is there and NAME not gone.
+// Each command runs with $T, the tree, and $O, a folder outside, when NAME.gz is written but not in its place
+// yet, and once more when it is there and NAME not gone.
 TEST(Tvkpack, WhateverHappensMeanwhileNothingIsLost) {
   const std::string later = "! test -e $T/f.gz || ";
   for (const auto& [command, arguments, status, text, names] :
@@ -264,6 +264,7 @@ TEST(Tvkpack, WhateverHappensMeanwhileNothingIsLost) {
            {"echo other >$T/f.gz", "", 4, "TP1029 - file ", "f f.gz sub/g "},
            {"echo other >$T/f.gz", "-overwrite", 0, "1 packed, ", "f.gz sub/g "},
            {"exit 28", "", 4, "TP1011 - ", "f sub/g "},
+           {"exit 24", "", 4, "/f: fatal error TP1012 - too many opened files.", "f sub/g "},
            {"exit 5", "", 4, "TP1010 - cannot write to file ", "f sub/g "},
            {"kill -TERM $PPID", "", 143, "interrupted; ", "f sub/g "},
            {"kill -XCPU $PPID", "-unpack", 152, "interrupted; ", "f.gz sub/g "},
@@ -302,8 +303,8 @@ TEST(Tvkpack, ManyAtOnceInterruptedOrOutOfRoom) {
     EXPECT_NE(fs::exists(name), fs::exists(name + ".gz")) << name;
     packed += fs::exists(name + ".gz");
   }
-  EXPECT_TRUE(packed >= 10 && packed < 20) << packed;
-  // A limit on the size of files stands for the full disk; the report goes elsewhere, for it would be limited too.
+  EXPECT_TRUE(packed >= 5 && packed < 40) << packed;
+  // A limit on the size of files stands for the full disk; the report, which it would cut too, goes elsewhere.
   EXPECT_THAT(support::runCommand("(ulimit -f 1; " TVKPACK_HOOKED " " + tree.path() + ") | cat").output,
               HasSubstr("fatal error TP1010 - cannot write to file "));
   EXPECT_THAT(namesOf(tree.path()), Not(HasSubstr(".tvkpack-")));

@@ -89,8 +89,8 @@ class TVK_EXPORT Console : public std::iostream {
   // default. The answer is spelled as in `choices`. Without a default (zero) Enter is no answer and the end
   // of input answers zero. Ctrl-C throws AbortException.
   char Ask(const StringBase<char>& question, const StringBase<char>& choices, char defaultChoice);
-  // From now on there are no keys: a read answers -1, also one that waits, within a fifth of a second. A signal
-  // handler may call it.
+  // From now on there are no keys: a read answers -1, also one that waits, within a fifth of a second. Signal
+  // handlers may call it.
   void StopInput() noexcept { m_noInput = true; }
   // What Ctrl-C does: shows "^C" or clears the line, then throws AbortException with code 11.
   [[noreturn]] void Interrupted();
