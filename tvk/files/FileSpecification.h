@@ -9,9 +9,9 @@
 
 namespace tvk {
 
-// A plain value: names below a folder, as a command line gives them. The fields may be used directly; `names` and
-// `marks` are kept at one length by add(). A specification that is walked with first() and next() belongs to one
-// thread at a time.
+// A plain value: names below a folder, as a command line gives them. The fields may be used directly; `names`
+// and `marks` are kept at one length by add(). A specification that is walked with first() and next() belongs
+// to one thread at a time.
 class TVK_EXPORT FileSpecification {
  public:
   // Appends a name pattern and its mark, which means what the caller wants it to mean.
@@ -24,8 +24,8 @@ class TVK_EXPORT FileSpecification {
   // True without a folder and names, whatever the switches say.
   bool isEmpty() const;
 
-  // The one path that is meant: true, with the folder joined with the name in `out`, when there is exactly one name
-  // and `singleKind` equals `kind`. Otherwise `out` is left alone.
+  // The one path that is meant: true, with the folder joined with the name in `out`, when there is exactly
+  // one name and `singleKind` equals `kind`. Otherwise `out` is left alone.
   bool singlePath(FileString& out, bool kind) const;
 
   // Puts the fallback in the place of an empty folder, normalises the folder and answers it.

@@ -22,8 +22,9 @@ constexpr std::string_view bareNameCharacters =
 
 std::atomic<StringBase<char>*> s_separator;
 
-std::string_view variable(const char* name) {
-  const char* const value = std::getenv(name);
+// The value, empty when it is unset; no variable has a zero in its name.
+std::string_view variable(const std::string& name) {
+  const char* const value = name.find('\0') == none ? std::getenv(name.c_str()) : nullptr;
   return value != nullptr ? value : std::string_view();
 }
 
@@ -185,7 +186,7 @@ bool expandEnvironment(FileString& path) {
                                    : text.find(bracket == '(' ? ')' : '}', begin);
     if (end == none) throw Exception::Of(1000, "closing bracket missing in %1", path);
     const std::string name = text.substr(begin, end - begin);
-    text.replace(at, end - at + 1, variable(name.c_str()));
+    text.replace(at, end - at + 1, variable(name));
     if (text.size() > expandedLengthLimit) throw Exception::Of(1000, "endless expansion of %1", path);
   }
   path = std::move(text);

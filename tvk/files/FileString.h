@@ -66,13 +66,11 @@ TVK_EXPORT const StringBase<char>& separator();
 // Makes a path absolute and simpler by its text alone: links are not looked at, so "/a/link/../b" becomes
 // "/a/b" wherever the link leads; realPath() is the one to use for checks.
 //   - The empty path becomes the current folder. "~" in front stands for HOME, also in "~user" (HOME/user);
-//   without
-//     HOME, or with an empty one, "~" is a name like any other. What does not begin with "/" or "~" is joined
-//     to the current folder.
+//     without HOME, or with an empty one, "~" is a name like any other. What does not begin with "/" or "~"
+//     is joined to the current folder.
 //   - "/./" becomes "/" in one pass, so that every other one of a run stays: "/a/././b" gives "/a/./b".
 //   - "/NAME/../" becomes "/". A "/../" at the very front stays and ends the work. Doubled separators and a
-//   "." or
-//     ".." at the end stay.
+//     "." or ".." at the end stay.
 // The result is not absolute only when HOME is not, or when the system does not tell the current folder.
 TVK_EXPORT void normalise(FileString& path);
 TVK_EXPORT FileString normalisedCopy(const FileString& path);
@@ -88,8 +86,8 @@ TVK_EXPORT FileString joinedCopy(const FileString& folder, const FileString& nam
 // The text after the last separator; the whole path when there is none.
 TVK_EXPORT FileString fileNamePart(const FileString& path);
 TVK_EXPORT FileString fileName(const FileString& path, WithExtension extension);
-// The text after the last "." of the last component: "gz" of "/a/c.tar.gz", empty for "/a.b/c", "bashrc" of
-// ".bashrc".
+// The text after the last "." of the last component: "gz" of "/a/c.tar.gz", "bashrc" of ".bashrc", empty for
+// "/a.b/c".
 TVK_EXPORT FileString extension(const FileString& path);
 TVK_EXPORT void removeExtension(FileString& path);
 // Replaces the extension, given with or without its "."; an empty one leaves a "." at the end.

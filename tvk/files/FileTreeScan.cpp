@@ -24,8 +24,8 @@ namespace {
 using detail::Descriptor;
 
 constexpr std::string_view wildcards = "*?[\\";
-// What glob() may use of the stack, and what a component with wildcards costs it beside the pattern's length (measured
-// with glibc 2.36: 1.4 KiB).
+// What glob() may use of the stack, and what a component with wildcards costs it beside the pattern's length
+// (measured with glibc 2.36: 1.4 KiB).
 constexpr std::size_t globStackLimit = 64 * 1024;
 constexpr std::size_t globStackPerComponent = 2 * 1024;
 

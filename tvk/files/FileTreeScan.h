@@ -16,23 +16,25 @@ inline constexpr std::uint32_t ScanFoldersAfter = 0x10;
 // A flag of a scan: sub-folders are walked.
 inline constexpr std::uint32_t ScanRecursive = 0x100;
 
-// A scan of a folder, or of its whole tree, that calls hooks of a derived class. It is a File whose path names what is
-// being reported, so that a hook can use the operations on names; it never opens its path.
+// A scan of a folder, or of its whole tree, that calls hooks of a derived class. It is a File whose path
+// names what is being reported, so that a hook can use the operations on names; it never opens its path.
 //
-// Order    Folder by folder: onFolder() with all matching entries, onFile() for each, onFolderVisited(); then the
-//          sub-folders, each with everything below it, in the order in which the system lists them. A folder's matches
-//          come pattern after pattern, each pattern's sorted as glob(3) sorts; what matches two patterns comes twice.
-// Patterns As glob(3) without flags, below the folder, whose own name is never a pattern: "*" leaves out names that
-//          begin with ".", ".*" finds those but never "." and "..", a name without wildcards is found when it
-//          exists, "sub/*" looks into sub, "../*" leaves the folder, a leading "/" does not. Folders and links
-//          match like files.
+// Order    Folder by folder: onFolder() with all matching entries, onFile() for each, onFolderVisited(); then
+//          the sub-folders, each with everything below it, in the order in which the system lists them. A
+//          folder's matches come pattern after pattern, each pattern's sorted as glob(3) sorts; what matches
+//          two patterns comes twice.
+// Patterns As glob(3) without flags, below the folder, whose own name is never a pattern: "*" leaves out
+//          names that begin with ".", ".*" finds those but never "." and "..", a name without wildcards is
+//          found when it exists, "sub/*" looks into sub, "../*" leaves the folder, a leading "/" does not.
+//          Folders and links match like files.
 // Links    The start folder may be one. Links to folders are reported where they match, and not walked.
-// Errors   What cannot be read or has vanished is left out without a word: such a folder gets its hooks, with no
-//          entries. Exception 1014 when memory is short. What a hook throws ends the scan and reaches the caller.
+// Errors   What cannot be read or has vanished is left out without a word: such a folder gets its hooks, with
+//          no entries. Exception 1014 when memory is short, also for a pattern of dozens of components with
+//          wildcards. What a hook throws ends the scan and reaches the caller.
 // Threads  A scan is used by one thread at a time.
 //
-// No folder is open while a hook runs: hooks may remove what they see. A sub-folder in whose place a link was put
-// meanwhile is not walked.
+// No folder is open while a hook runs: hooks may remove what they see. A sub-folder in whose place a link was
+// put meanwhile is not walked.
 //
 //   class Counter : public tvk::FileTreeScan {
 //    public:
@@ -60,8 +62,8 @@ class TVK_EXPORT FileTreeScan : public File {
   virtual void onFolderVisited();
 
  public:
-  // Scans the folder of the FileSpecification as it is, without normalising it. The empty folder matches in the current
-  // one and has no sub-folders.
+  // Scans the folder of the FileSpecification as it is, without normalising it. The empty folder matches in
+  // the current one and has no sub-folders.
   void run();
   // Scans another folder, or from within a hook one more.
   void scanFolder(const FileString& path);

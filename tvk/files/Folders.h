@@ -22,9 +22,9 @@ TVK_EXPORT FileString executablePath();
 // FileException 1003 when there is nothing of that name or it cannot be reached.
 TVK_EXPORT FileString realPath(const FileString& path);
 
-// Looks for a file (isFile()) in folders separated by ";": the first folder joined with the name that is one becomes
-// the result; an empty folder leaves the name alone. When there is none, or the list is empty, the name itself is tried: the result is left as it is when
-// that is a file, and cleared otherwise.
+// Looks for a file (isFile()) in folders separated by ";": the first folder joined with the name that is one
+// becomes the result; an empty folder leaves the name alone. When there is none, or the list is empty, the
+// name itself is tried: the result is left as it is when that is a file, and cleared otherwise.
 TVK_EXPORT void findInFolders(FileString& result, const FileString& name, const FileString& folderList);
 
 }  // namespace tvk

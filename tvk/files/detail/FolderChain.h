@@ -41,8 +41,8 @@ inline Identity identityOf(const struct stat& status) { return {status.st_dev, s
 // Opens a folder below another, never through a link; below AT_FDCWD the name may be a path.
 Descriptor openFolder(int parent, const char* name);
 
-// The way from a starting point down to the folder at work. However deep it gets, few descriptors stay open: a folder
-// that was closed meanwhile is reopened as ".." of its child, and must then be the one that was left.
+// The way from a starting point down to the folder at work. However deep it gets, few descriptors stay open:
+// a folder that was closed meanwhile is reopened as ".." of its child, and must be the one that was left.
 class FolderChain {
  public:
   // AT_FDCWD while the chain is empty.

@@ -18,7 +18,7 @@ constexpr mode_t allBits = accessBits | S_ISUID | S_ISGID | S_ISVTX;
 
 std::array<timespec, 2> timesOf(const struct stat& status) { return {status.st_atim, status.st_mtim}; }
 
-// One copy. The walk goes down two chains of folders at once. Each level keeps the names of the sub-folders that it has
+// One copy. The walk goes down two chains of folders at once. Each level keeps the names of the sub-folders
 // yet to copy; everything else is copied while the folder is read. The lowest level holds the source itself.
 class TreeCopy {
  public:
@@ -236,8 +236,8 @@ class TreeCopy {
     if (m_isExact) keepAttributes(targetName, source);
   }
 
-  // The attributes that the system or our rights do not allow are left as they are; set-user-id and its like only go
-  // with the owner.
+  // The attributes that the system or our rights do not allow are left as they are; set-user-id and its like
+  // only go with the owner.
   static void keepAttributes(int from, int to, const struct stat& source) {
     const bool keepsOwner = fchown(to, source.st_uid, source.st_gid) == 0;
     if (!keepsOwner) static_cast<void>(fchown(to, static_cast<uid_t>(-1), source.st_gid) == 0);

@@ -19,16 +19,16 @@ std::string canonical(const std::string& path) {
   return found != nullptr ? found.get() : std::string();
 }
 
-// Whether the target is the source by another name, or what the source, a link, leads to: replacing it would lose the
-// file. A link may replace another link to the same file.
+// Whether the target is the source by another name, or what the source, a link, leads to: replacing it would
+// lose the file. A link may replace another link to the same file.
 bool isSameFile(const std::string& source, const struct stat& from, const std::string& target,
                 const struct stat& to) {
   if (identityOf(from) == identityOf(to)) return true;
   return S_ISLNK(from.st_mode) && !S_ISLNK(to.st_mode) && canonical(source) == canonical(target);
 }
 
-// Copies to another device and removes the source. What is in the way goes first, as it does with rename(); since the
-// way to the target may lead through it, the real way is looked up before.
+// Copies to another device and removes the source. What is in the way goes first, as it does with rename();
+// since the way to the target may lead through it, the real way is looked up before.
 int moveByCopy(const std::string& source, const struct stat& from, const std::string& target,
                const struct stat* to) {
   const std::string_view name = std::string_view(source).substr(0, source.find_last_not_of('/') + 1);

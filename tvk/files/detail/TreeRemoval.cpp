@@ -10,8 +10,8 @@
 namespace tvk::detail {
 namespace {
 
-// One removal. Each level of the walk keeps the names of the sub-folders it has yet to remove; everything else goes
-// while the folder is read. The lowest level holds the path itself.
+// One removal. Each level of the walk keeps the names of the sub-folders it has yet to remove; everything
+// else goes while the folder is read. The lowest level holds the path itself.
 class Removal {
  public:
   int run(const std::string& path) {
