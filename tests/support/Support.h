@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -10,8 +11,10 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <tvk/text/Exception.h>
 
@@ -29,6 +32,16 @@ class ScopedFolder {
 
  private:
   std::filesystem::path m_path;
+};
+
+// A fresh folder that is the current one until the end of the scope.
+class ScopedCurrentFolder : public ScopedFolder {
+ public:
+  ScopedCurrentFolder() { std::filesystem::current_path(path()); }
+  ~ScopedCurrentFolder() { std::filesystem::current_path(m_before); }
+
+ private:
+  std::filesystem::path m_before = std::filesystem::current_path();
 };
 
 // Fails the test when the scope ends with more or fewer open descriptors than it began with.
@@ -105,6 +118,20 @@ std::string thrownMessage(Work&& work) {
     return at == std::string::npos ? text : text.substr(at + 3);
   }
   return {};
+}
+
+// A table: words between white space, `N` to a row; '' stands for the empty text.
+template <std::size_t N>
+std::vector<std::array<std::string, N>> rows(const std::string& table) {
+  std::istringstream words(table);
+  std::vector<std::array<std::string, N>> result;
+  std::size_t count = 0;
+  for (std::string word; words >> word; ++count) {
+    if (count % N == 0) result.emplace_back();
+    if (word != "''") result.back()[count % N] = word;
+  }
+  EXPECT_EQ(count % N, 0u) << table;
+  return result;
 }
 
 // The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
