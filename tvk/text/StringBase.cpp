@@ -51,7 +51,7 @@ std::string inOtherWidth(wchar_t character) {
   std::string bytes(MB_CUR_MAX + 1, '\0');
   std::mbstate_t state{};
   if (std::wcrtomb(bytes.data(), character, &state) == conversionFailed) return "?";
-  return bytes.c_str();
+  return bytes.c_str();  // NOLINT(readability-redundant-string-cstr): ends at the first zero
 }
 
 std::wstring inOtherWidth(char byte) {

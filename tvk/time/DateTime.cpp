@@ -269,8 +269,9 @@ struct Rfc3339 {
 };
 
 std::uint64_t readingTicks(std::uint32_t dayNumber, int hour, int minute, int second) noexcept {
-  const auto secondOfDay = static_cast<std::uint64_t>((hour * 60 + minute) * 60 + second);
-  return ((dayNumber - firstDay) * secondsPerDay + secondOfDay) * DateTimeO::TicksPerSecond;
+  const int secondOfDay = (hour * 60 + minute) * 60 + second;
+  return ((dayNumber - firstDay) * secondsPerDay + static_cast<std::uint64_t>(secondOfDay)) *
+         DateTimeO::TicksPerSecond;
 }
 
 std::uint32_t dayNumber(int year, int month, int day) noexcept {
