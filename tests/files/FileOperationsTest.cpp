@@ -16,7 +16,7 @@
 
 namespace {
 
-bool s_acrossDevices = false;
+bool s_acrossDevices = false, s_isOvertaken = false;
 
 }  // namespace
 
@@ -24,6 +24,12 @@ bool s_acrossDevices = false;
 extern "C" int rename(const char* from, const char* to) noexcept {
   if (s_acrossDevices) return errno = EXDEV, -1;
   return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0u));
+}
+
+// As if another process made the folder a moment before.
+extern "C" int mkdir(const char* path, mode_t mode) noexcept {
+  const int result = mkdirat(AT_FDCWD, path, mode);
+  return s_isOvertaken ? mkdirat(AT_FDCWD, path, mode) : result;
 }
 
 namespace {
@@ -155,7 +161,9 @@ TEST_F(FileOperations, Outcomes) {
     EXPECT_NE(outcome(operation, "a\0"s, ""), "yes");
   EXPECT_TRUE(isFolder("a") && !isFile("x"));
   umask(027);
-  outcome("createFolders", "p/q", "");
+  s_isOvertaken = true;
+  EXPECT_EQ(outcome("createFolders", "p/q", ""), "yes");
+  s_isOvertaken = false;
   umask(022);
   EXPECT_EQ(fs::status("p").permissions(), fs::perms(0750));
 }

@@ -85,7 +85,6 @@ bool File::copyTo(const FileString& targetFolder, std::uint32_t flags) {
   if (!isAbsolute(source) || !isPlain(source) || !isPlain(targetFolder)) return refuse(EINVAL);
   if (!exists) File(targetFolder).createFolder(ModeRecursive);
   m_name = source;
-  if (target.empty()) return refuse(ENOENT);
   const auto mode = (flags & ModeRecursive) != 0 ? detail::CopyMode::Tree : detail::CopyMode::Forced;
   return succeeds([&] { return detail::copyTree(source, target, mode); });
 }
