@@ -1,16 +1,10 @@
 // tvkpack as a user runs it: command lines, exit statuses, what it says and what is on disk afterwards.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <string>
 
 #include "support/Pty.h"
@@ -19,22 +13,16 @@
 namespace {
 
 namespace fs = std::filesystem;
-using support::readWhole;
-using support::ScopedFolder;
-using support::writeWhole;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
-using testing::StartsWith;
+using namespace support;
+using namespace testing;
 
-support::ChildResult tvkpack(const std::string& arguments, const std::string& before = "") {
-  return support::runCommand(before + " " TVKPACK " " + arguments + " </dev/null");
+ChildResult tvkpack(const std::string& arguments, const std::string& before = "") {
+  return runCommand(before + " " TVKPACK " " + arguments + " </dev/null");
 }
 
 // The program that runs a command when it forces a file or a folder to disk.
-support::ChildResult hooked(const std::string& arguments, const std::string& command = "") {
-  return support::runCommand("AT_FSYNC='" + command + "' " TVKPACK_HOOKED " " + arguments + " </dev/null");
+ChildResult hooked(const std::string& arguments, const std::string& command = "") {
+  return runCommand("AT_FSYNC='" + command + "' " TVKPACK_HOOKED " " + arguments + " </dev/null");
 }
 
 std::string prose(std::size_t size) {
@@ -49,12 +37,9 @@ std::string prose(std::size_t size) {
 std::map<std::string, std::string> contentsOf(const std::string& folder) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    const std::string name = entry.path().lexically_relative(folder).string();
-    if (entry.is_symlink()) {
-      files[name] = "-> " + fs::read_symlink(entry.path()).string();
-    } else if (entry.is_regular_file()) {
-      files[name] = readWhole(entry.path().string());
-    }
+    if (!entry.is_symlink() && !entry.is_regular_file()) continue;
+    files[entry.path().lexically_relative(folder)] =
+        entry.is_symlink() ? "-> " + fs::read_symlink(entry).string() : readWhole(entry.path());
   }
   return files;
 }
@@ -71,38 +56,25 @@ TEST(Tvkpack, RoundTripThatGzipUnderstands) {
   for (const char* name : {"a.txt", "sub/b with blank.log", "sub/deep/c", "sub/.hidden", "-x"})
     writeWhole(tree / name, prose(20000) + name);
   const auto original = contentsOf(tree.path());
-  chmod((tree / "a.txt").c_str(), 02640);
-  ASSERT_EQ(chown((tree / "a.txt").c_str(), geteuid() == 0 ? 1234 : geteuid(), getegid()), 0);
-  chmod((tree / "a.txt").c_str(), 02640);
-  const timespec times[] = {{1000000000, 5}, {1111111111, 987654321}};
-  utimensat(AT_FDCWD, (tree / "a.txt").c_str(), times, 0);
-  struct stat before {
-  }, after{};
-  stat((tree / "a.txt").c_str(), &before);
+  const std::string in = "cd " + tree.path() + " && ", status = in + "stat -c '%f %u %y' a.txt";
+  runCommand(in + "chown 1234 a.txt; chmod 2640 a.txt && touch -d '2005-03-18 01:58:31.987654321' a.txt");
+  const std::string before = runCommand(status).output;
+  EXPECT_THAT(before, HasSubstr(":31.987654321"));
 
-  auto run = tvkpack("-recurse " + tree.path());
+  const auto run = tvkpack("-recurse " + tree.path());
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.output, HasSubstr("packed   " + (tree / "sub/b with blank.log") + "  20020 -> "));
-  EXPECT_THAT(run.output, EndsWith("%\n5 packed, 0 left alone, 0 failed, 100048 -> " +
-                                   run.output.substr(run.output.rfind(' ') + 1)));
+  const std::string total = run.output.substr(run.output.rfind(' ') + 1);
+  EXPECT_THAT(run.output, EndsWith("%\n5 packed, 0 left alone, 0 failed, 100048 -> " + total));
   EXPECT_EQ(namesOf(tree.path()), "-x.gz a.txt.gz sub/.hidden.gz sub/b with blank.log.gz sub/deep/c.gz ");
-  EXPECT_EQ(support::runCommand("find " + tree.path() + " -type f -print0 | xargs -0 gzip -t").status, 0);
-  stat((tree / "a.txt.gz").c_str(), &after);
-  EXPECT_EQ(after.st_mode, before.st_mode);
-  EXPECT_EQ(after.st_uid, before.st_uid);
-  EXPECT_EQ(after.st_mtim.tv_sec, 1111111111);
-  EXPECT_EQ(after.st_mtim.tv_nsec, 987654321);
+  EXPECT_EQ(runCommand(status + ".gz").output, before);
 
   EXPECT_THAT(
       tvkpack("-test -recurse " + tree.path()).output,
-      EndsWith("5 tested, 0 left alone, 0 failed, " +
-               run.output.substr(run.output.rfind('>') + 2, run.output.size() - run.output.rfind('>') - 3) +
-               " -> 100048\n"));
+      EndsWith("5 tested, 0 left alone, 0 failed, " + std::to_string(std::stoi(total)) + " -> 100048\n"));
   EXPECT_THAT(tvkpack("-list " + tree.path() + ",a*").output, HasSubstr(" 20005 "));
   // What gzip packs, with a name in the header; it would complain about the set-group-ID bit.
-  chmod((tree / "a.txt.gz").c_str(), 0640);
-  ASSERT_EQ(
-      support::runCommand("gzip -df " + (tree / "a.txt.gz") + " && gzip -9f " + (tree / "a.txt")).status, 0);
+  ASSERT_EQ(runCommand(in + "chmod 640 a.txt.gz && gzip -d a.txt.gz && gzip -9 a.txt").status, 0);
   EXPECT_EQ(tvkpack("-unpack -recurse " + tree.path()).status, 0);
   EXPECT_EQ(contentsOf(tree.path()), original);
 }
@@ -111,14 +83,10 @@ TEST(Tvkpack, SaysWhyItLeavesAFileAlone) {
   const ScopedFolder tree;
   writeWhole(tree / "empty", "");
   writeWhole(tree / "tiny", "ab");
-  writeWhole(tree / "linked", prose(5000));
-  writeWhole(tree / "named.gz", prose(5000));
   writeWhole(tree / "magic", "\x1F\x8B" + prose(5000));
-  writeWhole(tree / "skipped", prose(5000));
-  writeWhole(tree / ".tvkpack-abc", prose(5000));
-  fs::create_hard_link(tree / "linked", tree / "linked2");
-  fs::create_symlink("linked", tree / "symbolic");
-  mkfifo((tree / "fifo").c_str(), 0600);
+  for (const char* name : {"linked", "named.gz", "skipped", ".tvkpack-abc"})
+    writeWhole(tree / name, prose(5000));
+  runCommand("cd " + tree.path() + " && ln linked linked2 && ln -s linked symbolic && mkfifo fifo");
   const auto before = contentsOf(tree.path());
   const auto run = tvkpack("-skip=6c696E65 " + tree.path());
   EXPECT_EQ(run.status, 0);
@@ -143,8 +111,7 @@ TEST(Tvkpack, SelectsByNameTimeAndSize) {
   const ScopedFolder tree;
   for (const char* name : {"old.log", "new.log", "new.txt"}) writeWhole(tree / name, prose(5000));
   writeWhole(tree / "big.txt", prose(6000));
-  const timespec old[] = {{0, UTIME_OMIT}, {1704067199, 0}};  // 2023-12-31 23:59:59 UTC
-  utimensat(AT_FDCWD, (tree / "old.log").c_str(), old, 0);
+  runCommand("touch -d '2023-12-31 23:59:59' " + (tree / "old.log"));
   for (const auto& [arguments, count] :
        std::map<std::string, int>{{"-before=2024-01-01T00:00:00Z " + tree.path(), 1},
                                   {"-before:2023Dec31,23:59:59UTC " + tree.path(), 0},
@@ -156,13 +123,10 @@ TEST(Tvkpack, SelectsByNameTimeAndSize) {
                                   {"'\"" + tree.path() + "\"' " + tree.path() + "/.", 4},
                                   {"'\"" + tree.path() + "\",\"n*\"'", 2},
                                   {"'\"" + tree.path() + ",o*,n*\"'", 3},
-                                  {tree / "big.txt", 1}}) {
+                                  {tree / "big.txt", 1}})
     EXPECT_THAT(hooked("-keep -overwrite " + arguments).output,
                 HasSubstr(std::to_string(count) + " packed, "))
         << arguments;
-    for (const auto& entry : fs::directory_iterator(tree.path()))
-      if (entry.path().extension() == ".gz") fs::remove(entry);
-  }
   const std::string odd = tree / "c,*.log";
   writeWhole(odd, prose(5000));
   EXPECT_THAT(hooked("'" + odd + "'").output, StartsWith("packed   " + odd + "  5000"));
@@ -177,17 +141,15 @@ TEST(Tvkpack, ErrorsAndExitStatuses) {
   writeWhole(tree / "b", prose(5000));
   writeWhole(tree / "broken.gz", "\x1F\x8B no block");
   writeWhole(tree / "none.gz", "");
-  ASSERT_EQ(support::runCommand("cd " + tree.path() + "; for n in 1 2; do gzip <b; done >two.gz").status, 0);
+  ASSERT_EQ(runCommand("cd " + tree.path() + "; for n in 1 2; do gzip <b; done >two.gz").status, 0);
   for (const auto& [arguments, status, text] :
        std::initializer_list<std::tuple<std::string, int, std::string>>{
            {"-xyz", 3, "tvkpack, -xyz: error TP2001 - invalid option.\n"},
-           {"-packs x", 3, "tvkpack, -packs: error TP2001 - invalid option.\n"},
            {"/no/such", 3, "tvkpack: fatal error TP1002 - folder not found: /no/such.\n"},
            {"/no/such,*.log", 3, "tvkpack: fatal error TP1002 - folder not found: /no/such.\n"},
            {"", 3, "tvkpack: error TP2024 - missing specification.\n"},
            {"''", 3, "tvkpack: error TP2024 - missing specification.\n"},
            {"-jobs=65 x", 3, "tvkpack: error TP2005 - value 65 out of range.\n"},
-           {"-jobs x", 3, "tvkpack: error TP2003 - missing argument in option.\n"},
            {"-larger=-1 x", 3, "tvkpack: error TP2005 - value -1 out of range.\n"},
            {"-skip=123 x", 3, "tvkpack: error TP2005 - value 123 out of range.\n"},
            {"-before=2024-02-30 x", 3, "tvkpack: fatal error TP1313 - Invalid date/time: 2024-02-30.\n"},
@@ -217,37 +179,29 @@ TEST(Tvkpack, ErrorsAndExitStatuses) {
 
 TEST(Tvkpack, HelpFitsTheScreen) {
   for (const std::string language : {"C", "de_DE.ISO-8859-15"}) {
-    const auto run = tvkpack("-help", "LANG=" + language);
-    EXPECT_EQ(run.status, 0);
-    std::istringstream lines(run.output);
-    int count = 0;
-    for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 80u) << line;
-    EXPECT_GT(count, 30);
+    const auto help = tvkpack("-help", "LANG=" + language);
+    EXPECT_EQ(help.status, 0);
+    EXPECT_GT(std::count(help.output.begin(), help.output.end(), '\n'), 30);
+    EXPECT_THAT(help.output, Not(ContainsRegex("[^\n]{81}")));
   }
   EXPECT_THAT(tvkpack("-version").output, MatchesRegex("tvkpack [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST(Tvkpack, SpeaksGerman) {
-  EXPECT_THAT(tvkpack("/no/such", "LANG=de_DE.UTF-8").output,
-              HasSubstr("tvkpack: schwerer Fehler TP1002 - Ordner nicht gefunden: /no/such."));
-  EXPECT_THAT(tvkpack("-xyz", "LANG=de_DE.UTF-8").output, HasSubstr("ung\xC3\xBCltige Option"));
+  EXPECT_THAT(tvkpack("-xyz", "LANG=de_DE.UTF-8").output,
+              HasSubstr("Fehler TP2001 - ung\xC3\xBCltige Option"));
   EXPECT_THAT(tvkpack("-xyz", "LANG=de_DE.ISO-8859-15").output, HasSubstr("ung\xFCltige Option"));
   const ScopedFolder tree;
-  writeWhole(tree / "a", prose(5000));
-  writeWhole(tree / "b", prose(5000));
-  EXPECT_THAT(support::runCommand("printf 'j\\nb' | LANG=de_DE.UTF-8 " TVKPACK " -ask " + tree.path()).output,
+  for (const char* name : {"a", "b"}) writeWhole(tree / name, prose(5000));
+  EXPECT_THAT(runCommand("printf 'j\\nb' | LANG=de_DE.UTF-8 " TVKPACK " -ask " + tree.path()).output,
               HasSubstr("1 gepackt, 1 belassen"));
 }
 
 TEST(Tvkpack, TheOrderDoesNotDependOnTheJobs) {
-  const ScopedFolder one, many;
-  for (const auto* tree : {&one, &many})
-    for (int n = 0; n < 30; ++n) writeWhole(*tree / std::to_string(n), prose(n % 7 == 0 ? 200000 : 500));
-  std::string first = hooked("-jobs=1 " + one.path()).output,
-              second = hooked("-jobs=8 " + many.path()).output;
-  for (auto at = second.find(many.path()); at != second.npos; at = second.find(many.path()))
-    second.replace(at, many.path().size(), one.path());
-  EXPECT_EQ(first, second);
+  const ScopedFolder tree;
+  for (int n = 0; n < 30; ++n) writeWhole(tree / std::to_string(n), prose(n % 7 == 0 ? 200000 : 500));
+  const std::string others = " -keep -overwrite " + tree.path() + ",?,??";
+  EXPECT_EQ(hooked("-jobs=1" + others).output, hooked("-jobs=8" + others).output);
 }
 
 // Each command runs with $T, the tree, and $O, a folder outside, when NAME.gz is written but not in its place
@@ -277,35 +231,31 @@ TEST(Tvkpack, WhateverHappensMeanwhileNothingIsLost) {
     fs::create_directory(tree / "sub");
     for (const std::string& name : {tree / "f", tree / "sub/g", outside / "f", outside / "g"})
       writeWhole(name, prose(5000));
-    if (arguments == "-unpack") {
-      ASSERT_EQ(support::runCommand("gzip " + (tree / "f")).status, 0);
-    }
-    const support::ScopedVariable first("T", tree.path()), second("O", outside.path());
+    if (arguments == "-unpack") runCommand("gzip " + (tree / "f"));
+    const ScopedVariable first("T", tree.path()), second("O", outside.path());
     const auto run = hooked("-jobs=1 " + arguments + " " + tree.path(), command);
     EXPECT_EQ(run.status, status);
     EXPECT_THAT(run.output, HasSubstr(text));
     EXPECT_THAT(namesOf(tree.path()), MatchesRegex(names));
     EXPECT_EQ(namesOf(outside.path()), "f g ");
-    if (fs::is_regular_file(tree / "f")) {
-      EXPECT_THAT(readWhole(tree / "f"), StartsWith(prose(5000)));
-    }
+    EXPECT_TRUE(!fs::exists(tree / "f") || readWhole(tree / "f").starts_with(prose(5000)));
   }
 }
 
 TEST(Tvkpack, ManyAtOnceInterruptedOrOutOfRoom) {
   const ScopedFolder tree;
-  const support::ScopedVariable variable("T", tree.path());
+  const ScopedVariable variable("T", tree.path());
   for (int n = 10; n < 50; ++n) writeWhole(tree / std::to_string(n), prose(20000));
   EXPECT_EQ(hooked("-jobs=4 " + tree.path(), "! test -e $T/20.gz || kill -TERM $PPID").status, 143);
   std::size_t packed = 0;
   for (int n = 10; n < 50; ++n) {
-    const std::string name = tree / std::to_string(n);
-    EXPECT_NE(fs::exists(name), fs::exists(name + ".gz")) << name;
-    packed += fs::exists(name + ".gz");
+    const bool isPacked = fs::exists(tree / (std::to_string(n) + ".gz"));
+    EXPECT_NE(fs::exists(tree / std::to_string(n)), isPacked) << n;
+    packed += isPacked;
   }
   EXPECT_TRUE(packed >= 5 && packed < 40) << packed;
   // A limit on the size of files stands for the full disk; the report, which it would cut too, goes elsewhere.
-  EXPECT_THAT(support::runCommand("(ulimit -f 1; " TVKPACK_HOOKED " " + tree.path() + ") | cat").output,
+  EXPECT_THAT(runCommand("(ulimit -f 1; " TVKPACK_HOOKED " " + tree.path() + ") | cat").output,
               HasSubstr("fatal error TP1010 - cannot write to file "));
   EXPECT_THAT(namesOf(tree.path()), Not(HasSubstr(".tvkpack-")));
   EXPECT_EQ(hooked(tree.path()).status, 0);
@@ -316,7 +266,7 @@ TEST(Tvkpack, AsksAndPausesAtATerminal) {
   const ScopedFolder tree;
   for (int n = 10; n < 45; ++n) writeWhole(tree / std::to_string(n), prose(500));
   const auto start = [&](const char* option) {
-    return std::make_unique<support::Pty>([&tree, option] {
+    return Pty([&tree, option] {
       return execl(TVKPACK_HOOKED, "tvkpack", option, "-keep", "-jobs=4", "-overwrite",
                    (tree.path() + ",??").c_str(), nullptr);
     });
@@ -329,20 +279,19 @@ TEST(Tvkpack, AsksAndPausesAtATerminal) {
            {"-page", "[Press any key to continue]", " ", 0, "35 packed, 0 left alone"},
            {"-page", "[Press any key to continue]", "\x03", 11, "tvkpack: aborted by user"}}) {
     SCOPED_TRACE(option + keys);
-    const auto terminal = start(option);
-    const std::string shown = terminal->readUntil(prompt);
+    Pty terminal = start(option);
+    const std::string shown = terminal.readUntil(prompt);
     EXPECT_THAT(shown, EndsWith(prompt));
     EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), option[1] == 'p' ? 29 : 0);
-    terminal->awaitKeys();
-    terminal->type(keys);
-    EXPECT_THAT(terminal->readUntil(text), EndsWith(text));
-    const auto end = terminal->finish();
+    terminal.type(keys);
+    EXPECT_THAT(terminal.readUntil(text), EndsWith(text));
+    const auto end = terminal.finish();
     EXPECT_EQ(end.status, status) << end.output;
   }
-  const support::ScopedVariable variable("AT_FSYNC", "(sleep 0.2; kill -TERM $PPID) &");
-  const auto terminal = start("-page");  // the signal comes at the prompt
-  EXPECT_THAT(terminal->readUntil("interrupted"), EndsWith("interrupted"));
-  EXPECT_EQ(terminal->finish().status, 143);
+  const ScopedVariable variable("AT_FSYNC", "(sleep 0.2; kill -TERM $PPID) &");
+  Pty terminal = start("-page");  // the signal comes at the prompt
+  EXPECT_THAT(terminal.readUntil("interrupted"), EndsWith("interrupted"));
+  EXPECT_EQ(terminal.finish().status, 143);
 }
 
 TEST(Tvkpack, LinksLeadNowhere) {

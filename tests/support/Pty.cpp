@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <pty.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utmp.h>
 
@@ -16,10 +15,9 @@ Pty::Pty(const std::function<int()>& work) {
   int screen = -1;
   const winsize size{30, 100, 0, 0};
   openpty(&m_terminal, &screen, nullptr, nullptr, &size);
-  m_initial = attributes();
-  m_initial.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-  m_initial.c_iflag &= ~static_cast<tcflag_t>(ICRNL | IXON);
-  m_initial.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  tcgetattr(screen, &m_initial);
+  cfmakeraw(&m_initial);
+  m_initial.c_lflag |= ICANON | ISIG;
   m_initial.c_cc[VMIN] = 5;  // without effect in line mode, but to be found again afterwards
   m_initial.c_cc[VTIME] = 7;
   tcsetattr(screen, TCSANOW, &m_initial);
@@ -33,22 +31,13 @@ Pty::Pty(const std::function<int()>& work) {
   close(screen);
 }
 
-void Pty::type(const std::string& keys) const {
-  if (write(m_terminal, keys.data(), keys.size()) < 0) std::perror("type");
-}
-
-termios Pty::awaitKeys() const {
-  termios mode = attributes();
-  for (int waited = 0; (mode.c_lflag & ICANON) != 0 && waited < 10'000; ++waited) {
-    usleep(1000);
-    mode = attributes();
+termios Pty::type(const std::string& keys) const {
+  termios mode = m_initial;
+  for (int waited = 0; waited < 10'000; ++waited, usleep(1000)) {
+    tcgetattr(m_terminal, &mode);
+    if (keys.ends_with('\n') || (mode.c_lflag & ICANON) == 0) break;
   }
-  return mode;
-}
-
-termios Pty::attributes() const {
-  termios mode{};
-  tcgetattr(m_terminal, &mode);
+  if (write(m_terminal, keys.data(), keys.size()) < 0) std::perror("type");
   return mode;
 }
 
@@ -67,12 +56,9 @@ std::string Pty::readUntil(const std::string& text) {
 }
 
 ChildResult Pty::finish() {
-  ChildResult result{-1, readUntil("\xFF no such text"), {}};
+  const std::string rest = readUntil("\xFF no such text");
   close(m_terminal);
-  waitpid(m_child, &result.status, 0);
-  m_child = -1;
-  result.status = WIFEXITED(result.status) ? WEXITSTATUS(result.status) : 128 + WTERMSIG(result.status);
-  return result;
+  return {statusOf(m_child), rest, {}};
 }
 
 }  // namespace support

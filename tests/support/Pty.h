@@ -17,21 +17,13 @@ namespace support {
 class Pty {
  public:
   explicit Pty(const std::function<int()>& work);
-  ~Pty() {
-    if (m_child > 0) finish();
-  }
-  Pty(const Pty&) = delete;
-  Pty& operator=(const Pty&) = delete;
-
-  void type(const std::string& keys) const;
+  // Types a line at once and other keys when single ones are awaited. Answers the mode of the terminal then.
+  termios type(const std::string& keys) const;
   // What the child wrote since the last call, up to and with `text`; all it wrote when that does not come.
   std::string readUntil(const std::string& text);
-  // Waits until a key is awaited (the terminal gives single keys) and answers the mode.
-  termios awaitKeys() const;
-  termios attributes() const;
   // The mode that the child found.
   const termios& initial() const { return m_initial; }
-  // Reads the rest, hangs up, and answers it with the exit status of the child (128 + signal when killed).
+  // To be called: reads the rest, hangs up, and answers it with the exit status of the child (128 + signal when killed).
   ChildResult finish();
 
  private:

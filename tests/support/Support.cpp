@@ -7,31 +7,20 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <exception>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace support {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::size_t openDescriptors() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
 void setVariable(const std::string& name, const std::optional<std::string>& value) {
-  if (value) {
-    setenv(name.c_str(), value->c_str(), 1);
-  } else {
-    unsetenv(name.c_str());
-  }
-  if (name == "TZ") tzset();
+  value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+  tzset();
 }
 
-int statusOf(int waited) { return WIFEXITED(waited) ? WEXITSTATUS(waited) : 128 + WTERMSIG(waited); }
+std::string contentsOf(std::FILE* file) { return readWhole("/proc/self/fd/" + std::to_string(fileno(file))); }
 
 }  // namespace
 
@@ -50,9 +39,7 @@ ScopedFolder::~ScopedFolder() {
   fs::remove_all(m_path, ignored);
 }
 
-DescriptorWatch::DescriptorWatch() : m_before(openDescriptors()) {}
-
-DescriptorWatch::~DescriptorWatch() { EXPECT_EQ(openDescriptors(), m_before) << "descriptors left open"; }
+std::ptrdiff_t DescriptorWatch::count() { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); }
 
 ScopedVariable::ScopedVariable(std::string name, std::optional<std::string> value) : m_name(std::move(name)) {
   if (const char* old = std::getenv(m_name.c_str())) m_old = old;
@@ -61,58 +48,39 @@ ScopedVariable::ScopedVariable(std::string name, std::optional<std::string> valu
 
 ScopedVariable::~ScopedVariable() { setVariable(m_name, m_old); }
 
+int statusOf(pid_t child) {
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 ChildResult inChild(const std::function<int()>& work) {
-  std::FILE* const out = std::tmpfile();
-  std::FILE* const err = std::tmpfile();
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> out(std::tmpfile(), &std::fclose),
+      err(std::tmpfile(), &std::fclose);
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    dup2(fileno(out), STDOUT_FILENO);
-    dup2(fileno(err), STDERR_FILENO);
-    int status = 97;
-    try {
-      status = work();
-    } catch (const std::exception& e) {
-      std::fprintf(stderr, "escaped: %s\n", e.what());
-    }
-    std::exit(status);
+    dup2(fileno(out.get()), STDOUT_FILENO);
+    dup2(fileno(err.get()), STDERR_FILENO);
+    [&]() noexcept { std::exit(work()); }();  // what escapes must not reach the test
   }
-  int waited = 0;
-  waitpid(child, &waited, 0);
-  const auto whole = [](std::FILE* file) {
-    std::string text;
-    std::rewind(file);
-    for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) text += static_cast<char>(c);
-    std::fclose(file);
-    return text;
-  };
-  ChildResult result{statusOf(waited), {}, {}};
-  result.output = whole(out);
-  result.errors = whole(err);
-  return result;
+  const int status = statusOf(child);
+  return {status, contentsOf(out.get()), contentsOf(err.get())};
 }
 
 std::string inOwnProcess(const std::function<void()>& work) {
-  const ChildResult result = inChild([&] {
-    work();
-    return testing::Test::HasFailure() ? 1 : 0;
-  });
+  const ChildResult result = inChild([&] { return work(), testing::Test::HasFailure() ? 1 : 0; });
   EXPECT_EQ(result.status, 0) << result.output << result.errors;
   return result.output;
 }
 
 ChildResult runCommand(const std::string& command) {
-  return inChild([&] {
-    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-    return 127;
-  });
+  return inChild([&] { return execl("/bin/sh", "sh", "-c", command.c_str(), nullptr); });
 }
 
 std::string readWhole(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 void writeWhole(const std::string& path, const std::string& contents) {
@@ -129,9 +97,8 @@ std::deque<int>& syncErrors() {
 // Stands in front of the C library's, also for the library under test.
 extern "C" int fsync(int descriptor) {
   std::deque<int>& errors = support::syncErrors();
-  const int error = errors.empty() ? 0 : errors.front();
-  if (!errors.empty()) errors.pop_front();
-  if (error == 0) return static_cast<int>(syscall(SYS_fsync, descriptor));
-  errno = error;
-  return -1;
+  if (errors.empty()) errors = {0};
+  errno = errors.front();
+  errors.pop_front();
+  return errno == 0 ? static_cast<int>(syscall(SYS_fsync, descriptor)) : -1;
 }

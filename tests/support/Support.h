@@ -10,6 +10,7 @@
 #include <deque>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -25,8 +26,6 @@ class ScopedFolder {
  public:
   ScopedFolder();
   ~ScopedFolder();
-  ScopedFolder(const ScopedFolder&) = delete;
-  ScopedFolder& operator=(const ScopedFolder&) = delete;
   std::string path() const { return m_path.string(); }
   std::string operator/(const std::string& name) const { return (m_path / name).string(); }
 
@@ -45,13 +44,10 @@ class ScopedCurrentFolder : public ScopedFolder {
 };
 
 // Fails the test when the scope ends with more or fewer open descriptors than it began with.
-class DescriptorWatch {
- public:
-  DescriptorWatch();
-  ~DescriptorWatch();
-
- private:
-  std::size_t m_before;
+struct DescriptorWatch {
+  ~DescriptorWatch() { EXPECT_EQ(count(), before) << "descriptors left open"; }
+  static std::ptrdiff_t count();
+  const std::ptrdiff_t before = count();
 };
 
 // Sets an environment variable, or unsets it with nullopt, and puts the old value back; TZ is re-read.
@@ -72,6 +68,8 @@ struct ChildResult {
   std::string errors;
 };
 
+// Waits for the end of a child and answers its status.
+int statusOf(pid_t child);
 // Runs `work` in a forked child whose exit status is the value it answers.
 ChildResult inChild(const std::function<int()>& work);
 // Runs `work` with its expectations in a forked child and answers what it wrote; its failures fail this test.
@@ -86,8 +84,7 @@ void writeWhole(const std::string& path, const std::string& contents);
 std::deque<int>& syncErrors();
 
 // The code of the Exception that `work` throws; 0 when it throws none.
-template <class Work>
-std::int64_t thrownCode(Work&& work) {
+std::int64_t thrownCode(auto&& work) {
   try {
     work();
   } catch (const tvk::Exception& e) {
@@ -97,8 +94,8 @@ std::int64_t thrownCode(Work&& work) {
 }
 
 // The exception of this class that `work` throws; a text about its absence is thrown when there is none.
-template <class E, class Work>
-E thrown(Work&& work) {
+template <class E>
+E thrown(auto&& work) {
   try {
     work();
   } catch (const E& e) {
@@ -108,8 +105,7 @@ E thrown(Work&& work) {
 }
 
 // The text of the exception that `work` throws, behind the first " - ": the message alone. Empty when none.
-template <class Work>
-std::string thrownMessage(Work&& work) {
+std::string thrownMessage(auto&& work) {
   try {
     work();
   } catch (const std::exception& e) {
@@ -135,8 +131,7 @@ std::vector<std::array<std::string, N>> rows(const std::string& table) {
 }
 
 // The place of a virtual operation in its class's table, where the two destructors are 1 and 2.
-template <class Operation>
-std::size_t slotOf(Operation operation) {
+std::size_t slotOf(auto operation) {
   std::size_t offset;
   std::memcpy(&offset, &operation, sizeof offset);
   return (offset - 1) / sizeof(void*) + 1;
