@@ -88,14 +88,13 @@ TEST_F(ConsoleStreamBufTest, LogsWhatIsCollected) {
   EXPECT_EQ(Events(), "{6%s50%s\nb\n}{6%sc" + most + "}");
   m_buffer.PutLine("\n\n");
   EXPECT_EQ(Events(), "{6%s" + most + "\n}{6%s\n}") << "the second for the line end alone";
-  const auto done = support::inChild([] {
+  const std::string shown = support::inOwnProcess([] {
     tvk::Console console;
     console.Init(tvk::Console::FlagSystemLog);
     console.PrintLine("%d%d", 1, console.WaitKey());
-    return s_events == "{console_tests10}{6%s1-1\n}" && !tvk::ConsoleStreamBuf::Get().ThirdFlag() ? 0 : 1;
+    EXPECT_TRUE(s_events == "{console_tests10}{6%s1-1\n}" && !tvk::ConsoleStreamBuf::Get().ThirdFlag());
   });
-  EXPECT_EQ(done.status, 0);
-  EXPECT_EQ(done.output, "");
+  EXPECT_EQ(shown, "");
 }
 
 TEST_F(ConsoleStreamBufTest, WritesExactBytesAndKeepsTheError) {
@@ -114,7 +113,7 @@ TEST_F(ConsoleStreamBufTest, WritesExactBytesAndKeepsTheError) {
 
 // The service takes over the buffer that somebody needed before it; whoever writes after it gets a new one.
 TEST_F(ConsoleStreamBufTest, LivesAsLongAsItsService) {
-  const auto done = support::inChild([] {
+  const std::string shown = support::inOwnProcess([] {
     using tvk::Console, tvk::ConsoleStreamBuf;
     tvk::AutoInit<ConsoleStreamBuf> service;
     service.Exit();
@@ -125,16 +124,15 @@ TEST_F(ConsoleStreamBufTest, LivesAsLongAsItsService) {
     for (int i = 0; i < 2; ++i) service.Init();
     Console::Get() << "first";
     for (int i = 0; i < 2; ++i) service.Exit();
-    if (ConsoleStreamBuf::Existing() != nullptr || own.rdbuf() != nullptr) return 1;
+    EXPECT_TRUE(ConsoleStreamBuf::Existing() == nullptr && own.rdbuf() == nullptr);
     Console::Get() << ", second";
     own.Printf(", third");
     ConsoleStreamBuf::Get().SetOutputFunction(&print);
     Console::Get() << ", last";
     for (int i = 0; i < 2; ++i) Console::Destroy();
-    return Console::Existing() == nullptr ? 0 : 1;
+    EXPECT_EQ(Console::Existing(), nullptr);
   });
-  EXPECT_EQ(done.status, 0);
-  EXPECT_EQ(done.output, "<first>, second, third<, last>");
+  EXPECT_EQ(shown, "<first>, second, third<, last>");
 }
 
 }  // namespace

@@ -27,7 +27,6 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
 namespace {
 
 using namespace std::literals;
-using support::Pty;
 using tvk::Console;
 using tvk::ConsoleStreamBuf;
 
@@ -43,24 +42,22 @@ std::string transcript(const std::string& input, const std::function<void(Consol
 }
 
 // What the screen shows then, byte for byte, and the keys typed: a line in line mode, others when one is awaited.
-struct Step {
-  std::string shown, keys;
-};
+using Steps = std::vector<std::pair<std::string, std::string>>;
 
 // Plays `work` at a terminal and answers how its process ends, and what it shows last.
-support::ChildResult play(const std::function<void(Console&)>& work, const std::vector<Step>& steps) {
-  Pty pty([&] { return work(Console::Get()), 0; });
-  for (const Step& step : steps) {
-    EXPECT_EQ(pty.readUntil(step.shown), step.shown);
+support::ChildResult play(const std::function<void(Console&)>& work, const Steps& steps) {
+  support::Pty pty([&] { return work(Console::Get()), 0; });
+  for (const auto& [shown, keys] : steps) {
+    EXPECT_EQ(pty.readUntil(shown), shown);
     termios expected = pty.initial();
-    const termios mode = pty.type(step.keys);
-    if (!step.keys.ends_with('\n')) {
+    const termios mode = pty.type(keys);
+    if (!keys.ends_with('\n')) {
       expected.c_lflag &= ~static_cast<tcflag_t>(ICANON);
       expected.c_cc[VMIN] = 1;
       expected.c_cc[VTIME] = 0;
       expected.c_cc[VINTR] = mode.c_cc[VINTR];  // tried out instead
     }
-    EXPECT_EQ(std::memcmp(&mode, &expected, sizeof mode), 0) << step.shown;
+    EXPECT_EQ(std::memcmp(&mode, &expected, sizeof mode), 0) << shown;
   }
   return pty.finish();
 }
@@ -82,9 +79,9 @@ TEST(Console, ReadsKeysAtATerminalAndPutsItBack) {
     console.PrintLine("poll %d", console.PollKey());
     console.WaitKey();
   };
-  const std::vector<Step> steps = {{"poll 00\n", "\xFF"}, {"key 255\n", "\xA9"},
-                                   {"key 169\n", "\x03"}, {blankLine + "11Go (yn) [N]", "\x03"},
-                                   {"^C\n11", "word\n"},  {"poll 10\n", "\x03"}};
+  const Steps steps = {{"poll 00\n", "\xFF"}, {"key 255\n", "\xA9"},
+                       {"key 169\n", "\x03"}, {blankLine + "11Go (yn) [N]", "\x03"},
+                       {"^C\n11", "word\n"},  {"poll 10\n", "\x03"}};
   EXPECT_EQ(play(work, steps).status, 128 + SIGINT);
 }
 
@@ -105,10 +102,10 @@ TEST(Console, PausesWhenThePageIsFull) {
     wordy.NewLine();
   };
   const std::string prompt = "[Press any key to continue]";
-  const std::vector<Step> steps = {{std::string(23, '\n') + prompt, "x"},
-                                   {blankLine + "0." + std::string(22, '\n') + prompt, "x"},
-                                   {blankLine + prompt, "x"},
-                                   {blankLine + std::string(31, '\n') + "more\n", "x"}};
+  const Steps steps = {{std::string(23, '\n') + prompt, "x"},
+                       {blankLine + "0." + std::string(22, '\n') + prompt, "x"},
+                       {blankLine + prompt, "x"},
+                       {blankLine + std::string(31, '\n') + "more\n", "x"}};
   EXPECT_EQ(play(work, steps).output, blankLine);
 }
 
@@ -171,10 +168,6 @@ TEST(Console, FlagsAndSize) {
   const auto work = [](Console& console) {
     ConsoleStreamBuf& buffer = ConsoleStreamBuf::Get();
     std::ostringstream seen;
-    const auto see = [&](int answer) {
-      seen << answer << ':' << console.Width() << 'x' << console.Height() << ',' << console.LinesWritten()
-           << ' ';
-    };
     buffer.SetOutputFunction([](const tvk::StringBase<char>& text) {
       if (text == "first\n") std::thread([] { Console::Get().PrintLine("no lock is held"); }).join();
     });
@@ -183,19 +176,19 @@ TEST(Console, FlagsAndSize) {
     for (int i = 0; i < 40; ++i) console.NewLine();
     console.NeedLines(100);
     console.ClearLine(false);
-    see(0);
+    seen << console.Width() << console.Height() << ' ' << console.LinesWritten();
     buffer.SetOutputFunction(nullptr);
-    see(console.WaitKey());
+    seen << ' ' << console.WaitKey();
     console.Init(Console::FlagNoTerminal);
     console.SetFlags(Console::FlagEcho | Console::FlagSystemLog, true);
-    see(console.PollKey() + console.Ask("Go", "yn", 'N'));
+    seen << ' ' << console.PollKey() << console.Ask("Go", "yn", 'N');
     console.SetFlags(Console::FlagPauses | Console::FlagEcho | Console::FlagSystemLog, false);
-    see(console.WaitKey());
+    seen << ' ' << console.WaitKey() << ' ' << console.LinesWritten() << ' ' << console.Width();
     console << seen.str();
     Console().Init(Console::FlagNoTerminal);
     console << "nowhere";
   };
-  EXPECT_EQ(transcript("xy", work), "0:0x0,40 120:80x24,40 109:80x24,40 121:80x24,40 ");
+  EXPECT_EQ(transcript("xy", work), "00 40 120 -1n 121 40 80");
 }
 
 TEST(Console, FormatsTextsOfEverySize) {

@@ -27,10 +27,8 @@ ChildResult hooked(const std::string& arguments, const std::string& command = ""
 
 std::string prose(std::size_t size) {
   std::string text;
-  for (unsigned n = 0; text.size() < size; n = n * 1103515245u + 12345u)
-    text += "line " + std::to_string(n >> 20) + "\n";
-  text.resize(size);
-  return text;
+  while (text.size() < size) text += "line " + std::to_string(text.size() * text.size() % 4093) + "\n";
+  return text.substr(0, size);
 }
 
 // Every file of a tree with its contents; links are shown as what they name.
@@ -80,7 +78,7 @@ TEST(Tvkpack, RoundTripThatGzipUnderstands) {
 }
 
 TEST(Tvkpack, SaysWhyItLeavesAFileAlone) {
-  const ScopedFolder tree;
+  const ScopedFolder tree, outside;
   writeWhole(tree / "empty", "");
   writeWhole(tree / "tiny", "ab");
   writeWhole(tree / "magic", "\x1F\x8B" + prose(5000));
@@ -90,21 +88,26 @@ TEST(Tvkpack, SaysWhyItLeavesAFileAlone) {
   const auto before = contentsOf(tree.path());
   const auto run = tvkpack("-skip=6c696E65 " + tree.path());
   EXPECT_EQ(run.status, 0);
-  for (const auto& [name, reason] :
-       std::map<std::string, std::string>{{"empty", "empty"},
-                                          {"tiny", "would not get smaller"},
-                                          {"linked", "has more than one link"},
-                                          {"named.gz", "already packed"},
-                                          {"magic", "already packed"},
-                                          {"skipped", "begins with the bytes to skip"},
-                                          {".tvkpack-abc", "left over from an interrupted run"},
-                                          {"symbolic", "symbolic link"},
-                                          {"fifo", "not a regular file"}})
+  const std::pair<const char*, const char*> rows[] = {{"empty", "empty"},
+                                                      {"tiny", "would not get smaller"},
+                                                      {"linked", "has more than one link"},
+                                                      {"named.gz", "already packed"},
+                                                      {"magic", "already packed"},
+                                                      {"fifo", "not a regular file"},
+                                                      {"symbolic", "symbolic link"},
+                                                      {"skipped", "begins with the bytes to skip"},
+                                                      {".tvkpack-abc", "left over from an interrupted run"}};
+  for (const auto& [name, reason] : rows)
     EXPECT_THAT(run.output, HasSubstr("left     " + (tree / name) + "  " + reason + "\n"));
   EXPECT_THAT(run.output, EndsWith("\n0 packed, 10 left alone, 0 failed, 0 -> 0\n"));
   EXPECT_EQ(contentsOf(tree.path()), before);
   EXPECT_THAT(tvkpack("-unpack " + tree.path() + ",linked2,skipped").output,
               HasSubstr("skipped  not packed\n"));
+  fs::create_directory_symlink(outside.path(), tree / "sub");
+  writeWhole(outside / "precious", prose(5000));
+  EXPECT_THAT(tvkpack("-recurse " + tree.path() + ",*,sub/*").output,
+              HasSubstr("1 packed, 9 left alone, 1 failed"));
+  EXPECT_EQ(namesOf(outside.path()), "precious ");
 }
 
 TEST(Tvkpack, SelectsByNameTimeAndSize) {
@@ -112,18 +115,18 @@ TEST(Tvkpack, SelectsByNameTimeAndSize) {
   for (const char* name : {"old.log", "new.log", "new.txt"}) writeWhole(tree / name, prose(5000));
   writeWhole(tree / "big.txt", prose(6000));
   runCommand("touch -d '2023-12-31 23:59:59' " + (tree / "old.log"));
-  for (const auto& [arguments, count] :
-       std::map<std::string, int>{{"-before=2024-01-01T00:00:00Z " + tree.path(), 1},
-                                  {"-before:2023Dec31,23:59:59UTC " + tree.path(), 0},
-                                  {"-after=2023Dec31,23:59:59UTC " + tree.path(), 4},
-                                  {"-after=2024-01-01 " + tree.path(), 3},
-                                  {"-larger=0x1387 -smaller=5001 " + tree.path(), 3},
-                                  {"-larger=5000 " + tree.path(), 1},
-                                  {tree.path() + ",*.log,new*", 3},
-                                  {"'\"" + tree.path() + "\"' " + tree.path() + "/.", 4},
-                                  {"'\"" + tree.path() + "\",\"n*\"'", 2},
-                                  {"'\"" + tree.path() + ",o*,n*\"'", 3},
-                                  {tree / "big.txt", 1}})
+  const std::pair<std::string, int> rows[] = {{"-before=2024-01-01T00:00:00Z " + tree.path(), 1},
+                                              {"-before:2023Dec31,23:59:59UTC " + tree.path(), 0},
+                                              {"-after=2023Dec31,23:59:59UTC " + tree.path(), 4},
+                                              {"-after=2024-01-01 " + tree.path(), 3},
+                                              {"-larger=0x1387 -smaller=5001 " + tree.path(), 3},
+                                              {"-larger=5000 " + tree.path(), 1},
+                                              {tree.path() + ",*.log,new*", 3},
+                                              {"'\"" + tree.path() + "\"' " + tree.path() + "/.", 4},
+                                              {"'\"" + tree.path() + "\",\"n*\"'", 2},
+                                              {"'\"" + tree.path() + ",o*,n*\"'", 3},
+                                              {tree / "big.txt", 1}};
+  for (const auto& [arguments, count] : rows)
     EXPECT_THAT(hooked("-keep -overwrite " + arguments).output,
                 HasSubstr(std::to_string(count) + " packed, "))
         << arguments;
@@ -201,7 +204,8 @@ TEST(Tvkpack, TheOrderDoesNotDependOnTheJobs) {
   const ScopedFolder tree;
   for (int n = 0; n < 30; ++n) writeWhole(tree / std::to_string(n), prose(n % 7 == 0 ? 200000 : 500));
   const std::string others = " -keep -overwrite " + tree.path() + ",?,??";
-  EXPECT_EQ(hooked("-jobs=1" + others).output, hooked("-jobs=8" + others).output);
+  EXPECT_THAT(hooked("-jobs=1" + others).output,
+              AllOf(HasSubstr("\n30 packed"), hooked("-jobs=8" + others).output));
 }
 
 // Each command runs with $T, the tree, and $O, a folder outside, when NAME.gz is written but not in its place
@@ -292,16 +296,6 @@ TEST(Tvkpack, AsksAndPausesAtATerminal) {
   Pty terminal = start("-page");  // the signal comes at the prompt
   EXPECT_THAT(terminal.readUntil("interrupted"), EndsWith("interrupted"));
   EXPECT_EQ(terminal.finish().status, 143);
-}
-
-TEST(Tvkpack, LinksLeadNowhere) {
-  const ScopedFolder tree, outside;
-  writeWhole(outside / "precious", prose(5000));
-  fs::create_directory_symlink(outside.path(), tree / "sub");
-  writeWhole(tree / "a", prose(5000));
-  EXPECT_THAT(hooked("-recurse " + tree.path() + ",*,sub/*").output,
-              HasSubstr("1 packed, 1 left alone, 1 failed"));
-  EXPECT_EQ(namesOf(outside.path()), "precious ");
 }
 
 }  // namespace

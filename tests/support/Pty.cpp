@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <pty.h>
 #include <unistd.h>
-#include <utmp.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,23 +11,16 @@
 namespace support {
 
 Pty::Pty(const std::function<int()>& work) {
-  int screen = -1;
   const winsize size{30, 100, 0, 0};
-  openpty(&m_terminal, &screen, nullptr, nullptr, &size);
-  tcgetattr(screen, &m_initial);
-  cfmakeraw(&m_initial);
-  m_initial.c_lflag |= ICANON | ISIG;
+  m_initial.c_cflag = CREAD | CS8;
+  m_initial.c_lflag = ICANON | ISIG;
+  cfsetspeed(&m_initial, B38400);
+  m_initial.c_cc[VINTR] = 3;
   m_initial.c_cc[VMIN] = 5;  // without effect in line mode, but to be found again afterwards
   m_initial.c_cc[VTIME] = 7;
-  tcsetattr(screen, TCSANOW, &m_initial);
   std::fflush(nullptr);
-  m_child = fork();
-  if (m_child == 0) {
-    close(m_terminal);
-    login_tty(screen);
-    std::exit(work());
-  }
-  close(screen);
+  m_child = forkpty(&m_terminal, nullptr, &m_initial, &size);
+  if (m_child == 0) std::exit(work());
 }
 
 termios Pty::type(const std::string& keys) const {

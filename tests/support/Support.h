@@ -10,7 +10,6 @@
 #include <deque>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -83,37 +82,35 @@ void writeWhole(const std::string& path, const std::string& contents);
 // What the next calls of fsync, in the whole program, fail with; a 0 lets one through.
 std::deque<int>& syncErrors();
 
-// The code of the Exception that `work` throws; 0 when it throws none.
-std::int64_t thrownCode(auto&& work) {
-  try {
-    work();
-  } catch (const tvk::Exception& e) {
-    return e.GetCode();
-  }
-  return 0;
-}
-
-// The exception of this class that `work` throws; a text about its absence is thrown when there is none.
+// What `look` makes of the exception of this class that `work` throws; an empty value when there is none.
 template <class E>
-E thrown(auto&& work) {
+auto caught(auto&& work, auto&& look) -> decltype(look(std::declval<const E&>())) {
   try {
     work();
   } catch (const E& e) {
-    return e;
+    return look(e);
   }
-  throw std::logic_error("nothing was thrown");
+  return {};
+}
+
+// The code of the Exception that `work` throws; 0 when it throws none.
+std::int64_t thrownCode(auto&& work) {
+  return caught<tvk::Exception>(work, [](const auto& e) { return e.GetCode(); });
+}
+
+// The exception of this class that `work` throws; std::bad_optional_access when it throws none.
+template <class E>
+E thrown(auto&& work) {
+  return caught<E>(work, [](const E& e) { return std::optional<E>(e); }).value();
 }
 
 // The text of the exception that `work` throws, behind the first " - ": the message alone. Empty when none.
 std::string thrownMessage(auto&& work) {
-  try {
-    work();
-  } catch (const std::exception& e) {
+  return caught<std::exception>(work, [](const auto& e) {
     const std::string text = e.what();
     const auto at = text.find(" - ");
     return at == std::string::npos ? text : text.substr(at + 3);
-  }
-  return {};
+  });
 }
 
 // A table: words between white space, `N` to a row; '' stands for the empty text.
