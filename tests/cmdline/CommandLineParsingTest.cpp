@@ -59,12 +59,10 @@ TEST(CommandLineParsing, ReadsNumbers) {
   check(VALUE(ReadUnsignedRange(3, 5)), "2=>2005:2  3=>3|  5=>5|  6;=>2005:6;");
   check(VALUE(ReadSigned()), "-2147483647=>-2147483647|  -2147483648=>2005:2147483648  --5=>2005:-5");
   check(VALUE(ReadSignedRange(-5, 5)), "-5=>-5|  -6=>2005:-6  6=>2005:6");
-  check(VALUE(ReadSignedMax(0)), "2147483647=>2147483647|");
   check(VALUE(ReadSignedMax(7)), "7=>7|  8=>2005:8");
   check(VALUE(ReadDigits(8, "err")), "178=>15|8  -1=>2005:err");
   check(VALUE(ReadDigits(10, nullptr)), ":5x=>105|x  \xE9=>185|  a=>49|");
   check(VALUE(ReadInt64(0, 10)), "x=>2021:x  11=>2005:11  0=>0|   +10b=>10|b  0b1=>0|b1  0xg=>0|xg  08=>0|8");
-  check(VALUE(ReadInt64(1, 10)), "abc=>2005:abc");
   check(VALUE(ReadInt64(least, most)),
         "9223372036854775807=>9223372036854775807|  9223372036854775808=>2005:9223372036854775808  "
         "-0X8000000000000000=>-9223372036854775808|  -99999999999999999999=>-9223372036854775808|");
@@ -138,7 +136,6 @@ TEST(CommandLineParsing, LoopsOverOptions) {
   a.Parse();
   EXPECT_TRUE(a.text == "v" && a.ArgumentIndex() == 4 && !a.IsLastArgument() && !a.AtEndOfAll(true));
   empty.Parse();
-  empty.SelectArgument();
   EXPECT_TRUE(empty.AtEndOfAll(false) && empty.Position() == nullptr && !empty.NextArgument());
   EXPECT_EQ(2003, support::thrownCode([&] { empty.Advance(0); }));
   EXPECT_EQ(3u, support::slotOf(&Arguments::HandleOption));
@@ -147,15 +144,14 @@ TEST(CommandLineParsing, LoopsOverOptions) {
 TEST(CommandLineParsing, MovesTheCursor) {
   const tvk::ArgumentList list{"ab  ", "c"};
   Arguments a(list);
-  a.Restore();
   a.Advance(2);
   a.Mark();
   EXPECT_TRUE(a.AtEnd(true) && !a.AtEnd(false) && !a.AtEndOfAll(true));
   a.SkipSpaces();
   for (const std::ptrdiff_t far : {std::ptrdiff_t{1}, std::ptrdiff_t{-5}, PTRDIFF_MIN, PTRDIFF_MAX})
     EXPECT_EQ(2005, support::thrownCode([&] { a.Advance(far); }));
-  EXPECT_TRUE(a.NextArgument() && a.IsDigitFor(16) && !a.IsDigitFor(10) && a.IsDigitFor(7) &&
-              a.IsLastArgument() && !a.NextArgument());
+  EXPECT_TRUE(a.NextArgument() && a.IsDigitFor(16) && !a.IsDigitFor(10) && a.IsDigitFor(7));
+  EXPECT_TRUE(a.IsLastArgument() && !a.NextArgument());
   a.Restore();
   EXPECT_TRUE(a.Position() == list[0] + 2 && a.Argument() == list[0] && !a.IsLastArgument());
   a.ClearMark();

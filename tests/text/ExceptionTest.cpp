@@ -1,12 +1,8 @@
 #include <tvk/text/Exception.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <thread>
 
-#include <tvk/text/MessageTable.h>
 #include <tvk/text/ProgramName.h>
 
 #include "support/Support.h"
@@ -15,10 +11,8 @@ namespace {
 
 using tvk::ErrorLocation;
 using tvk::Exception;
-using Text = tvk::StringBase<char>;
 
-class ExceptionText : public testing::Test {
- protected:
+struct ExceptionText : testing::Test {
   ExceptionText() { tvk::ProgramName::SetApplication(this, "p"); }
   ~ExceptionText() override {
     tvk::ProgramName::Forget(this);
@@ -35,32 +29,26 @@ TEST_F(ExceptionText, FollowsCodeParametersAndSeverity) {
            {Exception::Of(4000, "x%1y", "A"), "p: warning - xAy."},
            {Exception::Of(2000, "disk %1 gone", "A"), "p: error - disk A gone."},
            {Exception::Of(1000), "p: fatal error - ."},
-           {Exception::Of(77, "abc"), "p: fatal error 77 - Undocumented/internal (77, abc)."},
-           {Exception::Of(77, "", "%2"), "p: fatal error 77 - Undocumented/internal (77, %2)."},
+           {Exception::Of(77, "a", "", "%2"), "p: fatal error 77 - Undocumented/internal (77, a, %2)."},
            {Exception::Of(-1), "p: fatal error -1 - Undocumented/internal (-1)."},
            {Exception::Of(4294968297, "x"), "p: warning 4294968297 - file x not found."},
            {Exception::Of(1142, "k", "p"), "p: fatal error 1142 - \"k\" in registration has bad data (p)."},
-           {Exception::Of(1312, "", "abc"), "p: fatal error 1312 - System error abc."},
            {Exception(1001, "shown", "not"), "p: fatal error 1001 - file  not found."},
-           {Exception("ready %1", 2001), "ready %1"}}) {
+           {Exception("ready %1", 2001), "ready %1"}})
     EXPECT_STREQ(exception.what(), text);
-  }
 }
 
 TEST_F(ExceptionText, NameAndPrefixStandInFront) {
-  const Exception e = Exception::Of(1001, "/tmp/x");
-  Exception::SetCodePrefix("AB");
-  EXPECT_STREQ(e.what(), "p: fatal error AB1001 - file /tmp/x not found.");
-  EXPECT_EQ(support::thrownCode([] { Exception::SetCodePrefix("twelve chars"); }), 2007);
+  const Exception e = Exception::Of(1030);
   Exception::SetCodePrefix("elevenchars");
-  EXPECT_STREQ(e.what(), "p: fatal error elevenchars1001 - file /tmp/x not found.");
+  EXPECT_STREQ(e.what(), "p: fatal error elevenchars1030 - line too long.");
   Exception::SetCodePrefix(nullptr);
   tvk::ProgramName::SetFrame(&e, "frame");
-  EXPECT_STREQ(e.what(), "p: fatal error 1001 - file /tmp/x not found.") << "the application's name wins";
+  EXPECT_STREQ(e.what(), "p: fatal error 1030 - line too long.") << "the application's name wins";
   tvk::ProgramName::Forget(this);
-  EXPECT_STREQ(e.what(), "frame: fatal error 1001 - file /tmp/x not found.");
+  EXPECT_STREQ(e.what(), "frame: fatal error 1030 - line too long.");
   tvk::ProgramName::Forget(&e);
-  EXPECT_STREQ(e.what(), "text_tests: fatal error 1001 - file /tmp/x not found.");
+  EXPECT_STREQ(e.what(), "text_tests: fatal error 1030 - line too long.");
 }
 
 TEST_F(ExceptionText, LocationIsCapturedWhenMade) {
@@ -77,31 +65,15 @@ TEST_F(ExceptionText, LocationIsCapturedWhenMade) {
     std::thread([] { EXPECT_EQ(ErrorLocation::Current(), ""); }).join();
   }
   EXPECT_STREQ(kept->what(), "p, opening, saving, copying: fatal error 1030 - line too long.");
-  Exception assigned;
-  assigned = *kept;
-  EXPECT_STREQ(assigned.what(), kept->what());
   EXPECT_EQ(ErrorLocation::Current(), "") << "what the last scope of a thread leaves";
-  EXPECT_EQ(Exception("ready", 1).Location(), "");
 }
 
 TEST_F(ExceptionText, ScopesSurviveDisorder) {
-  std::optional<ErrorLocation> outer, inner;
-  outer.emplace("outer", true);
-  inner.emplace("inner", true);
+  std::optional<ErrorLocation> outer(std::in_place, "outer", true), inner(std::in_place, "inner", true);
   outer.reset();  // takes the inner entry with it
   const ErrorLocation next("next", true);
   inner.reset();  // must not take the newcomer
   EXPECT_EQ(ErrorLocation::Current(), "next");
-
-  std::optional<ErrorLocation> foreign;
-  foreign.emplace("foreign", true);
-  std::thread([&foreign] {
-    const ErrorLocation own("own", true);
-    foreign.reset();
-    EXPECT_EQ(ErrorLocation::Current(), "own");
-  }).join();
-  EXPECT_EQ(ErrorLocation::Current(), "next");
-
   tvk::AutoInit<tvk::ErrorLocationInit> service;
   service.Init();
   EXPECT_EQ(ErrorLocation::Current(), "next") << "start-up keeps what came before";
@@ -110,18 +82,15 @@ TEST_F(ExceptionText, ScopesSurviveDisorder) {
 }
 
 TEST_F(ExceptionText, CopiesFormTheirOwnText) {
-  Exception original = Exception::Of(2005, "1");
+  Exception original = Exception::Of(2005, "1"), fixed("ready", 7);
   const Exception copy = original;
   original.SetCode(2021);
   EXPECT_STREQ(copy.what(), "p: error 2005 - value 1 out of range.");
   EXPECT_STREQ(original.what(), "p: error 2021 - number expected: 1.");
-  Exception fixed("ready", 7);
   original = fixed;
   fixed = copy;
   EXPECT_STREQ(original.what(), "ready");
   EXPECT_STREQ(fixed.what(), "p: error 2005 - value 1 out of range.");
-  EXPECT_STREQ(tvk::AbortException(Exception::Of(11)).what(),
-               "p: fatal error 11 - Undocumented/internal (11).");
 }
 
 }  // namespace

@@ -9,30 +9,11 @@
 
 TVK_MODULE_EXPORT std::uint32_t TvkLoadStringFromResource(std::uint32_t code, std::uint32_t size,
                                                           char* buffer) {
-  const auto fill = [&](std::uint32_t length) {
-    std::memset(buffer, 'x', length < size ? length + 1 : size);  // a stranger may forget the zero
-    return length;
-  };
-  switch (code) {
-    case 70001:
-    case 70300:  // the size it is asked with is the text
-      std::snprintf(buffer, size, "%u", size);
-      return code == 70300 ? 300 : 3;
-    case 70255:
-    case 70256:
-      return fill(code - 70000);
-    case 70002:
-      return fill(0xFFFFFFFF);
-    case 70003:
-      return fill(2 * 1024 * 1024);
-    case 70004:
-      throw 1;
-    case 70006:
-      return size == 256 ? 400 : 0;
-    case 70007:
-      pthread_testcancel();
-      return 0;
-    default:
-      return 0;
-  }
+  if (code == 70001 || code == 70300) std::snprintf(buffer, size, "%u", size);  // asked with this size
+  if (code == 70002 || code == 70255 || code == 70256) std::memset(buffer, 'x', size);  // without a zero
+  if (code == 70004) throw 1;
+  if (code == 70006) return size == 256 ? 400 : 0;
+  if (code == 70007) pthread_testcancel();
+  const bool isText = code == 70255 || code == 70256 || code == 70300;
+  return code == 70001 ? 3 : code == 70002 ? 0xFFFFFFFF : isText ? code - 70000 : 0;
 }

@@ -1,25 +1,20 @@
-#include <zed/ByteBuffer.h>
+#include <malloc.h>
 
-#include <cstdlib>
 #include <new>
 
 #include "Blocks.h"
 
-// Every array carries its size in front.
 void* operator new[](std::size_t size) {
   largestArray = std::max(largestArray, size);
-  auto* const block = size < SIZE_MAX / 4 ? static_cast<std::size_t*>(std::malloc(size + 16)) : nullptr;
+  void* const block = std::calloc(1, size);  // zero where the heap gives more
   if (block == nullptr) throw std::bad_alloc();
-  *block = size;
-  return memset(block + 2, 'x', size);
+  return memset(block, 'x', size);
 }
 
 void operator delete[](void* data) noexcept {
-  if (data == nullptr) return;
-  std::size_t* const block = static_cast<std::size_t*>(data) - 2;
-  const std::string_view content(static_cast<char*>(data), *block);
+  const std::string_view content(static_cast<char*>(data), malloc_usable_size(data));
   if (content.find_first_not_of('\0') != content.npos) ++freedWithContent;
-  std::free(block);
+  std::free(data);
 }
 
 void operator delete[](void* data, std::size_t) noexcept { operator delete[](data); }
