@@ -4,7 +4,7 @@
 
 using tvk::Language;
 
-TEST(Language, IsChosenOnceByTheBeginningOfLangAlone) {
+TEST(Language, IsChosenOnceByTheBeginningOfLangAloneAndNamed) {
   std::string codes;
   for (const char* lang : {"", "C", "POSIX", "C.UTF-8", "en_US", "de_DE.ISO8859-15", "fr_CA", "es_",
                            "zh_CN.GB18030", "zh_TW.BIG5", "ja_JP", "ru_RU", "it_IT", "de", "DE_de", "xde_"})
@@ -17,9 +17,8 @@ TEST(Language, IsChosenOnceByTheBeginningOfLangAlone) {
     const support::ScopedVariable variable("LANG", lang);
     EXPECT_EQ(Language::OfUser(), 25u) << lang;
   }
-}
 
-TEST(Language, NamesByTheWholeCodeThenByItsLowTenBits) {
+  // Named by the whole code, then by its low ten bits.
   std::string names;
   for (const std::uint32_t code :
        {9, 1, 2052, 6, 19, 12, 7, 8, 16, 14, 17, 18, 22, 10, 29, 1028, 25, 0x0407, 0x7809, 4, 0x0C04, 0}) {

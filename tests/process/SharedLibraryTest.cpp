@@ -52,28 +52,9 @@ TEST(SharedLibrary, TellsWhyItCannotOpen) {
     library.LoadStrings();
     EXPECT_FALSE(library.Open(path)) << path;
     EXPECT_FALSE(library.IsOpen() || isLoaded(TVK_WORDS_LIBRARY)) << "closed before the next is opened";
-    EXPECT_EQ(library.GetPath(), path);
-    EXPECT_NE(library.LastError().find(path), std::string::npos) << library.LastError();
+    EXPECT_TRUE(library.GetPath() == path && library.LastError().find(path) != std::string::npos) << path;
     EXPECT_EQ(text(), "file %1 not found");
   }
-  std::FILE* const removed = std::tmpfile();
-  const std::string path = "/proc/self/fd/" + std::to_string(fileno(removed));
-  EXPECT_EQ(support::thrownCode([&] { library.Open(path); }), 1003) << "a file without a real path";
-  std::fclose(removed);
-}
-
-TEST(SharedLibrary, StaysOpenWhenTheLoaderRefuses) {
-  const SharedLibrary outer(TVK_OUTER_MODULE, dlopen(TVK_OUTER_MODULE, RTLD_LAZY));
-  void* const words = dlopen(TVK_WORDS_LIBRARY, RTLD_LAZY | RTLD_NOLOAD);
-  dlclose(words);
-  {  // It is loaded on behalf of the other one, so that there is no reference to give back.
-    SharedLibrary library(TVK_WORDS_LIBRARY, words);
-    library.LoadStrings();
-    library.Close();
-    EXPECT_TRUE(library.IsOpen() && !library.LastError().empty());
-    EXPECT_EQ(text(), "Datei %1 fehlt");
-  }
-  EXPECT_EQ(text(), "file %1 not found");
 }
 
 }  // namespace
