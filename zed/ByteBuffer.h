@@ -1,8 +1,6 @@
 // A growable block of bytes that can wipe its memory before it is freed.
 #pragma once
 
-#include <zed/Export.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +9,8 @@
 #include <ranges>
 #include <span>
 #include <type_traits>
+
+#include <zed/Export.h>
 
 namespace zed {
 

@@ -1,7 +1,8 @@
 #include <zed/Compressor.h>
-#include <zed/detail/Stream.h>
 
 #include <new>
+
+#include <zed/detail/Stream.h>
 
 namespace zed {
 namespace {

@@ -1,12 +1,12 @@
 // Packs blocks of bytes held in memory into the zlib and gzip containers.
 #pragma once
 
-#include <zed/ByteBuffer.h>
-#include <zed/Export.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+
+#include <zed/ByteBuffer.h>
+#include <zed/Export.h>
 
 namespace zed {
 

@@ -1,8 +1,9 @@
 #include <zed/Decompressor.h>
-#include <zed/detail/Stream.h>
 
 #include <functional>
 #include <new>
+
+#include <zed/detail/Stream.h>
 
 namespace zed {
 namespace {

@@ -1,13 +1,13 @@
 // Unpacks blocks of bytes held in memory from the gzip and zlib containers.
 #pragma once
 
-#include <zed/ByteBuffer.h>
-#include <zed/Export.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
+
+#include <zed/ByteBuffer.h>
+#include <zed/Export.h>
 
 namespace zed {
 

@@ -5,10 +5,6 @@
 //
 // usage: text_scanner FILE
 // Prints the settings in the order of their names; lines that are none are left out and reported at the end.
-#include <tvk/cmdline/Parsing.h>
-#include <tvk/text/Characters.h>
-#include <tvk/text/Exception.h>
-
 #include <algorithm>
 #include <fstream>
 #include <functional>
@@ -16,6 +12,10 @@
 #include <map>
 #include <string>
 #include <string_view>
+
+#include <tvk/cmdline/Parsing.h>
+#include <tvk/text/Characters.h>
+#include <tvk/text/Exception.h>
 
 namespace {
 

@@ -9,8 +9,9 @@
 
 namespace tvk {
 
-// An ordered list of argument texts. It holds views only: the texts, those of `argv` as a rule, must outlive it.
-// A null text counts as empty. Filled once, before others read it; reading is then safe from every thread.
+// An ordered list of argument texts. It holds views only: the texts, those of `argv` as a rule, must outlive
+// it. A null text counts as empty. Filled once, before others read it; reading is then safe from every
+// thread.
 class TVK_EXPORT ArgumentList {
  public:
   ArgumentList() = default;

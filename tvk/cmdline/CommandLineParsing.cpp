@@ -1,16 +1,17 @@
+#include <tvk/cmdline/CommandLineParsing.h>
+
 #include <stdlib.h>
 #include <string.h>
 
-#include <tvk/cmdline/CommandLineParsing.h>
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
 #include <tvk/files/FileString.h>
 #include <tvk/files/HostAddress.h>
 #include <tvk/text/Characters.h>
 #include <tvk/text/Exception.h>
 #include <tvk/time/DateTime.h>
-
-#include <algorithm>
-#include <limits>
-#include <string_view>
 
 namespace tvk {
 namespace {

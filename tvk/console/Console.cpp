@@ -1,11 +1,4 @@
 #include <tvk/console/Console.h>
-#include <tvk/console/Terminal.h>
-#include <tvk/process/Platform.h>
-#include <tvk/process/Singleton.h>
-#include <tvk/text/Characters.h>
-#include <tvk/text/Exception.h>
-#include <tvk/text/MessageTable.h>
-#include <tvk/text/ProgramName.h>
 
 #include <cxxabi.h>
 #include <sys/select.h>
@@ -21,6 +14,14 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include <tvk/console/Terminal.h>
+#include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
+#include <tvk/text/Characters.h>
+#include <tvk/text/Exception.h>
+#include <tvk/text/MessageTable.h>
+#include <tvk/text/ProgramName.h>
 
 namespace tvk {
 namespace {

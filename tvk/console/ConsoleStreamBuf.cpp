@@ -1,6 +1,4 @@
 #include <tvk/console/ConsoleStreamBuf.h>
-#include <tvk/process/Platform.h>
-#include <tvk/process/Singleton.h>
 
 #include <cxxabi.h>
 #include <syslog.h>
@@ -12,6 +10,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
 
 namespace tvk {
 namespace {

@@ -1,10 +1,11 @@
 #include <tvk/console/Terminal.h>
-#include <tvk/process/Platform.h>
 
 #include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 namespace {

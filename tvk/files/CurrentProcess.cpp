@@ -1,10 +1,11 @@
 #include <tvk/files/CurrentProcess.h>
-#include <tvk/process/Platform.h>
 
 #include <unistd.h>
 
 #include <atomic>
 #include <mutex>
+
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 namespace {

@@ -1,18 +1,19 @@
 // The running process.
 #pragma once
 
+#include <sys/types.h>
+
 #include <tvk/Export.h>
 #include <tvk/files/FileString.h>
-
-#include <sys/types.h>
 
 namespace tvk {
 
 // What the running process is and where it is kept. Made on first use, destroyed last of all at shut-down.
 //
-// Threads   Get() is safe from every thread; the record does not change. Destroy() needs the process to itself.
-// Lifetime  references hold until Destroy(). In a forked child the first Get() makes a record of the child and
-//           ends the references taken before the fork.
+// Threads   Get() is safe from every thread; the record does not change. Destroy() needs the process to
+//           itself.
+// Lifetime  references hold until Destroy(). In a forked child the first Get() makes a record of the child
+//           and ends the references taken before the fork.
 class TVK_EXPORT CurrentProcess {
  public:
   static CurrentProcess& Get();

@@ -1,12 +1,13 @@
 #include <tvk/files/File.h>
-#include <tvk/files/FileException.h>
-#include <tvk/files/FileImplStream.h>
-#include <tvk/files/FileStatus.h>
-#include <tvk/time/DateTime.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileImplStream.h>
+#include <tvk/files/FileStatus.h>
+#include <tvk/time/DateTime.h>
 
 namespace tvk {
 namespace {

@@ -1,14 +1,14 @@
 // The library's one handle on a named file: contents, times, and the operations on names.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/files/FileMode.h>
-#include <tvk/files/FileString.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+
+#include <tvk/Export.h>
+#include <tvk/files/FileMode.h>
+#include <tvk/files/FileString.h>
 
 namespace tvk {
 
@@ -17,20 +17,20 @@ class FileImpl;
 
 // One named file that can be opened and closed any number of times.
 //
-// Units    positions and counts are bytes from the start of the file; times are whole seconds, as DateTimeO or
-//          as seconds since 1970-01-01 00:00 UTC.
-// Errors   every failure throws FileException with the path as the caller gave it. Any operation may throw 1001
-//          (not found), 1002 (a folder on the way is none), 1012 (too many open files), 1013 (EPERM), 1014 (no
-//          memory) or 1029 (exists) when the system says so; the codes below stand for everything else, EACCES
-//          included. cause() of the exception knows the system's word. The handle keeps its path and may be
-//          used or opened again.
-// Threads  each call on an open file is whole; a sequence (seek, then read) is not. Opening, closing, moving and
-//          setName() need the handle to themselves.
-// Lifetime owns the open file. The destructor, and opening anew, close without a word: call close() to be told
-//          that something could not be written, and flush() before it when it must be on the disk.
-// Paths    opening resolves "~" and relative paths as normalise() does; existence tests, times of a closed file,
-//          remove() and plain createFolder() take the path as it is. So File("~/x") opens HOME/x, but removes
-//          "x" in a folder called "~".
+// Units    positions and counts are bytes from the start of the file; times are whole seconds, as DateTimeO
+//          or as seconds since 1970-01-01 00:00 UTC.
+// Errors   every failure throws FileException with the path as the caller gave it. Any operation may throw
+//          1001 (not found), 1002 (a folder on the way is none), 1012 (too many open files), 1013 (EPERM),
+//          1014 (no memory) or 1029 (exists) when the system says so; the codes below stand for everything
+//          else, EACCES included. cause() of the exception knows the system's word. The handle keeps its path
+//          and may be used or opened again.
+// Threads  each call on an open file is whole; a sequence (seek, then read) is not. Opening, closing, moving
+//          and setName() need the handle to themselves.
+// Lifetime owns the open file. The destructor, and opening anew, close without a word: call close() to be
+//          told that something could not be written, and flush() before it when it must be on the disk.
+// Paths    opening resolves "~" and relative paths as normalise() does; existence tests, times of a closed
+//          file, remove() and plain createFolder() take the path as it is. So File("~/x") opens HOME/x, but
+//          removes "x" in a folder called "~".
 //
 //   tvk::File journal("run.log");
 //   journal.open(tvk::ModeWriteCreate | tvk::ModeAppend);
@@ -62,27 +62,28 @@ class TVK_EXPORT File {
 
   // --- Opening and closing
 
-  // Opens the file, closing what was open. 1003 when it cannot be opened, also for an empty path and for a mode
-  // without any of read, write, truncate and append. The mode tells what happens to the file:
-  //   - only ModeTruncate cuts it; ModeTruncate, ModeAppend, ModeWriteCreate and writing without reading create
-  //     it, readable and writable for all but for the umask. With ModeMustExist nothing is created, and what is
-  //     not a regular file or a device throws 1001;
+  // Opens the file, closing what was open. 1003 when it cannot be opened, also for an empty path and for a
+  // mode without any of read, write, truncate and append. The mode tells what happens to the file:
+  //   - only ModeTruncate cuts it; ModeTruncate, ModeAppend, ModeWriteCreate and writing without reading
+  //     create it, readable and writable for all but for the umask. With ModeMustExist nothing is created,
+  //     and what is not a regular file or a device throws 1001;
   //   - the position is 0, with ModeAppend and no reading the end;
-  //   - ModeTruncate alone opens for writing, but tell() and size() are 0 whatever was written, and truncate()
-  //     empties the file.
+  //   - ModeTruncate alone opens for writing, but tell() and size() are 0 whatever was written, and
+  //     truncate() empties the file.
   void open(std::uint32_t mode);
   // Opens a fresh file for reading and writing: the mode with read, write and truncate added. With ModeFolder
   // createFolder(mode). `extra` has no meaning yet.
   void create(std::uint32_t mode = 0, std::uint32_t extra = 0);
   bool isOpen() const;
-  // 1010 when something could not be written, now or before; 1005 when closing fails. The file is closed all the
-  // same. Does not force anything to disk; a closed file is left alone.
+  // 1010 when something could not be written, now or before; 1005 when closing fails. The file is closed all
+  // the same. Does not force anything to disk; a closed file is left alone.
   void close();
 
   // --- Contents. A closed file throws 1009, or 1010 where something is to be changed.
 
-  // Up to `count` bytes; answers how many. Fewer, or none, is the end of the file, or with `exact` error 1009. A
-  // file that was not opened for reading has nothing to read. 1010 when data written before cannot be.
+  // Up to `count` bytes; answers how many. Fewer, or none, is the end of the file, or with `exact` error
+  // 1009. A file that was not opened for reading has nothing to read. 1010 when data written before cannot
+  // be.
   std::size_t read(void* buffer, std::size_t count, bool exact = false);
   // Numbers in the byte order of the host, whole or 1009.
   std::uint8_t readU8();
@@ -94,8 +95,8 @@ class TVK_EXPORT File {
   void writeU32(std::uint32_t value);
   void writeU64(std::uint64_t value);
   void writeZeros(std::uint64_t count);
-  // From the current position of an open file to this one's. 1009 with the source's path when it is too short;
-  // what it had is then copied but for the last piece of up to 61,440 bytes.
+  // From the current position of an open file to this one's. 1009 with the source's path when it is too
+  // short; what it had is then copied but for the last piece of up to 61,440 bytes.
   void copyFrom(File& source, std::uint64_t count);
 
   // 1009 for what has no position, such as a pipe.
@@ -107,20 +108,22 @@ class TVK_EXPORT File {
   // Cuts the file at the current position, or lengthens it with zeros, and goes to its end. 1010.
   void truncate();
 
-  // When the file was last changed (status), read and written to. A closed file is asked by its path: 1001. An
-  // open one throws 1009 for getting and 1010 for setting. The change time cannot be set and is ignored.
+  // When the file was last changed (status), read and written to. A closed file is asked by its path: 1001.
+  // An open one throws 1009 for getting and 1010 for setting. The change time cannot be set and is ignored.
   void getTimes(DateTimeO& changeTime, DateTimeO& accessTime, DateTimeO& modificationTime) const;
   void setTimes(const DateTimeO& changeTime, const DateTimeO& accessTime, const DateTimeO& modificationTime);
   void getTimes(std::int64_t& changeTime, std::int64_t& accessTime, std::int64_t& modificationTime) const;
   void setTimes(std::int64_t changeTime, std::int64_t accessTime, std::int64_t modificationTime);
 
-  // Puts new contents in place of the file of this name, or makes it, in one step: whoever opens it sees the old
-  // contents or the whole new ones, also after a crash. `write` fills a fresh file in the same folder, named
-  // ".NAME.new-" and six characters; it is forced to disk, renamed, and the folder forced to disk. Whatever is
-  // thrown on the way (1010 when the fresh file cannot be made or renamed), also by `write`, leaves the old contents
-  // and removes the fresh file; only a failure to force the folder comes after the change.
-  //   - The mode and the access lists of the old file are kept, and its owner as far as permitted. A symbolic link stays: the file it
-  //     leads to is replaced. Other links to the old file, and handles on it, keep the old contents.
+  // Puts new contents in place of the file of this name, or makes it, in one step: whoever opens it sees the
+  // old contents or the whole new ones, also after a crash. `write` fills a fresh file in the same folder,
+  // named ".NAME.new-" and six characters; it is forced to disk, renamed, and the folder forced to disk.
+  // Whatever is thrown on the way (1010 when the fresh file cannot be made or renamed), also by `write`,
+  // leaves the old contents and removes the fresh file; only a failure to force the folder comes after the
+  // change.
+  //   - The mode and the access lists of the old file are kept, and its owner as far as permitted. A symbolic
+  //     link stays: the file it leads to is replaced. Other links to the old file, and handles on it, keep
+  //     the old contents.
   //   - ModeNoOverwrite: 1029 when the name exists; ModeMustExist: 1001 when it does not. 1016 for what is
   //     no regular file.
   void replaceContents(const std::function<void(File&)>& write, std::uint32_t mode = 0);
@@ -136,12 +139,12 @@ class TVK_EXPORT File {
   void move(const FileString& target);
   // Moves within the folder; only the last component of the new name counts. 1016 when it is empty.
   void rename(const FileString& newName);
-  // Copies contents and mode of a file, into the target when that is a folder. False for a folder, for the same
-  // file twice, and on every failure.
+  // Copies contents and mode of a file, into the target when that is a folder. False for a folder, for the
+  // same file twice, and on every failure.
   static bool copyFile(const FileString& source, const FileString& target);
   // Copies into a folder, which is made with all its parents. ModeNoOverwrite: 1029 when the folder exists;
-  // ModeMustExist: 1002 when it does not; ModeRecursive: whole trees. False when a path holds a blank or another
-  // character with a meaning for the shell, and when anything could not be copied.
+  // ModeMustExist: 1002 when it does not; ModeRecursive: whole trees. False when a path holds a blank or
+  // another character with a meaning for the shell, and when anything could not be copied.
   bool copyTo(const FileString& targetFolder, std::uint32_t flags = 0);
   // Permissions 0777 but for the umask. 1004, with the system's error number. With ModeRecursive all missing
   // parents too, and what exists already is no error.
@@ -149,11 +152,11 @@ class TVK_EXPORT File {
   // Removes an empty folder, or with ModeRecursive a tree (removeTree() is the one to use for that); true on
   // success. Refuses, with ModeRecursive, a path that copyTo() refuses.
   bool removeFolder(std::uint32_t flags = 0);
-  // Removes a file or a folder with everything in it, whatever its name; links are not followed. True when nothing
-  // is left. An empty path, "/" and a last component "." or ".." are refused.
+  // Removes a file or a folder with everything in it, whatever its name; links are not followed. True when
+  // nothing is left. An empty path, "/" and a last component "." or ".." are refused.
   bool removeTree();
-  // Makes a fresh file (mode 0600) in the folder, by default tempFolder(), takes its name and opens it for reading
-  // and writing. True, or 1006 with the folder's path.
+  // Makes a fresh file (mode 0600) in the folder, by default tempFolder(), takes its name and opens it for
+  // reading and writing. True, or 1006 with the folder's path.
   bool openTemporary(const FileString& folder = FileString());
 
  private:

@@ -1,19 +1,19 @@
 // The failures of files and folders: an Exception that also knows the path and the system's error number.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/files/FileString.h>
-#include <tvk/text/Exception.h>
-
 #include <concepts>
 #include <cstdint>
 #include <system_error>
 
+#include <tvk/Export.h>
+#include <tvk/files/FileString.h>
+#include <tvk/text/Exception.h>
+
 namespace tvk {
 
-// A coded failure that concerns a path. Its text shows the path as displayName() gives it, absolute and of at most
-// 512 characters or "<none>", in place of the first parameter; the second and third parameters follow. Codes whose
-// text has no place for a path are thrown as plain Exception.
+// A coded failure that concerns a path. Its text shows the path as displayName() gives it, absolute and of at
+// most 512 characters or "<none>", in place of the first parameter; the second and third parameters follow.
+// Codes whose text has no place for a path are thrown as plain Exception.
 //
 //   try {
 //     file.write(data, size);
@@ -31,8 +31,8 @@ class TVK_EXPORT FileException : public Exception {
     const StringBase<char> texts[2] = {ParameterText(values)...};
     return FileException(code, path, texts[0], texts[1]);
   }
-  // For a failed system call: the code that stands for `error` (an errno value), and `defaultCode` where none does.
-  // `error` becomes the cause; systemError() stays 0.
+  // For a failed system call: the code that stands for `error` (an errno value), and `defaultCode` where none
+  // does. `error` becomes the cause; systemError() stays 0.
   static FileException OfSystem(std::int64_t defaultCode, const FileString& path, int error);
 
   FileException(const FileException&) = default;
@@ -49,8 +49,8 @@ class TVK_EXPORT FileException : public Exception {
   // The error number of the few operations that promise one, otherwise 0; cause() knows more.
   std::int64_t systemError() const noexcept { return m_systemError; }
 
-  // What the system said, also where systemError() is 0; no error when the system had no part in the failure. The
-  // text does not show it.
+  // What the system said, also where systemError() is 0; no error when the system had no part in the failure.
+  // The text does not show it.
   std::error_code cause() const noexcept { return {m_cause, std::system_category()}; }
   void setCause(int error) noexcept { m_cause = error; }
 

@@ -1,16 +1,16 @@
 // The body of an open file, as tvk::File sees it.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/files/FileString.h>
-
 #include <cstddef>
 #include <cstdint>
 
+#include <tvk/Export.h>
+#include <tvk/files/FileString.h>
+
 namespace tvk {
 
-// An open file behind a tvk::File. Every failure throws FileException with the normalised path; the handle puts the
-// caller's path in its place. Times are seconds since 1970-01-01 00:00 UTC.
+// An open file behind a tvk::File. Every failure throws FileException with the normalised path; the handle
+// puts the caller's path in its place. Times are seconds since 1970-01-01 00:00 UTC.
 class TVK_EXPORT FileImpl {
  public:
   FileImpl() = default;
@@ -39,8 +39,8 @@ class TVK_EXPORT FileImpl {
   virtual void setTimes(std::int64_t changeTime, std::int64_t accessTime, std::int64_t modificationTime) = 0;
   // Throws the code that stands for errno, or `defaultCode`.
   [[noreturn]] virtual void raiseError(std::int64_t defaultCode) const = 0;
-  // Closes and says what was lost: 1010 when data could not be written, 1005 when closing failed. The destructor
-  // closes too, without a word. A body that has nothing to report need not override it.
+  // Closes and says what was lost: 1010 when data could not be written, 1005 when closing failed. The
+  // destructor closes too, without a word. A body that has nothing to report need not override it.
   virtual void close();
 
  protected:

@@ -1,8 +1,4 @@
-#include <tvk/files/FileException.h>
 #include <tvk/files/FileImplStream.h>
-#include <tvk/files/FileMode.h>
-#include <tvk/files/FileStatus.h>
-#include <tvk/process/Platform.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,6 +9,11 @@
 #include <cstring>
 #include <limits>
 
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileMode.h>
+#include <tvk/files/FileStatus.h>
+#include <tvk/process/Platform.h>
+
 // Every operation clears errno first: what the stream refuses by itself sets none, and a value left over from
 // elsewhere would pick the wrong code.
 
@@ -21,8 +22,8 @@ namespace {
 
 constexpr std::streamoff nowhere = -1;
 
-// The memory of a stream buffer. Small values are copied from and to it without a call into the buffer, which costs
-// as much as everything else together.
+// The memory of a stream buffer. Small values are copied from and to it without a call into the buffer, which
+// costs as much as everything else together.
 struct BufferMemory : std::filebuf {
   static bool put(std::filebuf& buffer, const void* data, std::size_t count) {
     char* const next = (buffer.*&BufferMemory::pptr)();
@@ -169,8 +170,9 @@ void FileImplStream::startWriting() {
   errno = 0;
 }
 
-// A part of the data may have reached the file although the stream still holds all of it. Puts the descriptor back
-// to where that data belongs; where that is impossible the stream is given up, lest the part is written twice.
+// A part of the data may have reached the file although the stream still holds all of it. Puts the descriptor
+// back to where that data belongs; where that is impossible the stream is given up, lest the part is written
+// twice.
 void FileImplStream::takeBackOutput() {
   const int error = errno;
   struct stat status;

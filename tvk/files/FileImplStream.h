@@ -1,21 +1,21 @@
 // The body of an open file: a standard binary file stream behind a lock.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/files/FileImpl.h>
-#include <tvk/process/CriticalSection.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+
+#include <tvk/Export.h>
+#include <tvk/files/FileImpl.h>
+#include <tvk/process/CriticalSection.h>
 
 namespace tvk {
 
 // A standard file stream on a descriptor of its own, which no child process inherits.
 //
-// Errors   FileException with the codes of tvk::File. Output that fails on a regular file leaves file position and
-//          unwritten data as they were, so that it can be tried again; where nothing can be taken back (append
-//          mode, devices, pipes) every further operation fails until the body is closed.
+// Errors   FileException with the codes of tvk::File. Output that fails on a regular file leaves file
+//          position and unwritten data as they were, so that it can be tried again; where nothing can be
+//          taken back (append mode, devices, pipes) every further operation fails until the body is closed.
 // Threads  each operation holds the lock for its whole run.
 class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<char> {
  public:
@@ -38,12 +38,12 @@ class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<cha
   [[noreturn]] void raiseError(std::int64_t defaultCode) const override;
   void close() override;
 
-  // Takes over an open descriptor in place of open(); `mode` must suit the way it was opened. It belongs to this
-  // body from the call on, also when the call fails.
+  // Takes over an open descriptor in place of open(); `mode` must suit the way it was opened. It belongs to
+  // this body from the call on, also when the call fails.
   void adopt(const FileString& path, int descriptor, std::uint32_t mode);
 
-  // Forces what the system holds of an open file or folder to disk. True also for what has nothing to force, such as
-  // a device; false leaves the reason in errno.
+  // Forces what the system holds of an open file or folder to disk. True also for what has nothing to force,
+  // such as a device; false leaves the reason in errno.
   static bool forceToDisk(int descriptor) noexcept;
 
  private:

@@ -1,12 +1,4 @@
 // The operations of File that act on names.
-#include <tvk/files/File.h>
-#include <tvk/files/FileException.h>
-#include <tvk/files/FileStatus.h>
-#include <tvk/files/Folders.h>
-#include <tvk/files/detail/TreeCopy.h>
-#include <tvk/files/detail/TreeMove.h>
-#include <tvk/files/detail/TreeRemoval.h>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +9,14 @@
 #include <new>
 #include <string_view>
 #include <vector>
+
+#include <tvk/files/File.h>
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileStatus.h>
+#include <tvk/files/Folders.h>
+#include <tvk/files/detail/TreeCopy.h>
+#include <tvk/files/detail/TreeMove.h>
+#include <tvk/files/detail/TreeRemoval.h>
 
 namespace tvk {
 namespace {

@@ -1,8 +1,3 @@
-#include <tvk/files/File.h>
-#include <tvk/files/FileException.h>
-#include <tvk/files/FileImplStream.h>
-#include <tvk/process/Platform.h>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +7,11 @@
 #include <memory>
 #include <string>
 #include <utility>
+
+#include <tvk/files/File.h>
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileImplStream.h>
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 namespace {
@@ -72,8 +72,9 @@ int createBeside(TemporaryName& name, const std::string& target, mode_t mode) {
   return descriptor;
 }
 
-// Gives the fresh file the owner, the access lists and the mode of the old one. Nobody gets rights that the old file
-// did not give: where its group cannot be kept, or its lists cannot be read, its group has no more than the others.
+// Gives the fresh file the owner, the access lists and the mode of the old one. Nobody gets rights that the
+// old file did not give: where its group cannot be kept, or its lists cannot be read, its group has no more
+// than the others.
 void takeOver(int descriptor, const FileString& target, const struct stat& old) {
   mode_t mode = old.st_mode & 07777;
   bool keepsGroup = true;

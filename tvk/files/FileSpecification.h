@@ -1,11 +1,11 @@
 // What to scan: a base folder, name patterns and two switches.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/files/FileString.h>
-
 #include <cstdint>
 #include <vector>
+
+#include <tvk/Export.h>
+#include <tvk/files/FileString.h>
 
 namespace tvk {
 

@@ -2,10 +2,10 @@
 // nothing.
 #pragma once
 
+#include <cstdint>
+
 #include <tvk/Export.h>
 #include <tvk/files/FileString.h>
-
-#include <cstdint>
 
 namespace tvk {
 

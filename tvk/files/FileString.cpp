@@ -1,13 +1,14 @@
 #include <tvk/files/FileString.h>
-#include <tvk/process/Platform.h>
-#include <tvk/process/Singleton.h>
-#include <tvk/text/Exception.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
+
+#include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
+#include <tvk/text/Exception.h>
 
 namespace tvk {
 namespace {

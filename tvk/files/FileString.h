@@ -1,9 +1,6 @@
 // The path type of the library, and the path rules that need nothing but text, HOME and the current folder.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/text/StringBase.h>
-
 #include <concepts>
 #include <cstddef>
 #include <functional>
@@ -11,6 +8,9 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include <tvk/Export.h>
+#include <tvk/text/StringBase.h>
 
 namespace tvk {
 

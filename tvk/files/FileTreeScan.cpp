@@ -1,8 +1,4 @@
 #include <tvk/files/FileTreeScan.h>
-#include <tvk/files/detail/FolderChain.h>
-#include <tvk/process/Platform.h>
-#include <tvk/text/Characters.h>
-#include <tvk/text/Exception.h>
 
 #include <dirent.h>
 #include <fnmatch.h>
@@ -17,6 +13,11 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/process/Platform.h>
+#include <tvk/text/Characters.h>
+#include <tvk/text/Exception.h>
 
 namespace tvk {
 namespace {

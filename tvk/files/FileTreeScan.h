@@ -1,13 +1,13 @@
 // Walking folders and reporting what matches name patterns.
 #pragma once
 
+#include <cstdint>
+#include <span>
+
 #include <tvk/Export.h>
 #include <tvk/files/File.h>
 #include <tvk/files/FileSpecification.h>
 #include <tvk/files/FileString.h>
-
-#include <cstdint>
-#include <span>
 
 namespace tvk {
 

@@ -1,12 +1,13 @@
-#include <tvk/files/FileException.h>
-#include <tvk/files/FileStatus.h>
 #include <tvk/files/Folders.h>
-#include <tvk/process/Platform.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileStatus.h>
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 

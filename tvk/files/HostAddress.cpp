@@ -1,5 +1,4 @@
 #include <tvk/files/HostAddress.h>
-#include <tvk/text/Characters.h>
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -11,6 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include <tvk/text/Characters.h>
 
 namespace tvk {
 namespace {

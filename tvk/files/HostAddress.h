@@ -1,13 +1,13 @@
 // Hosts by name and by number.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/text/StringBase.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+
+#include <tvk/Export.h>
+#include <tvk/text/StringBase.h>
 
 namespace tvk {
 

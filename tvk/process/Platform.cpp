@@ -184,8 +184,8 @@ bool writeThrough(std::FILE* file, std::string_view text) {
   return false;
 }
 
-// The standard buffer opens by name alone and with modes of its own; the one that takes a descriptor is an extension,
-// and what it holds can be moved over. Bytes pass unchanged whatever the global locale is.
+// The standard buffer opens by name alone and with modes of its own; the one that takes a descriptor is an
+// extension, and what it holds can be moved over. Bytes pass unchanged whatever the global locale is.
 bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openmode way) {
   buffer = __gnu_cxx::stdio_filebuf<char>(descriptor, way);
   if (!buffer.is_open()) {
@@ -226,8 +226,8 @@ bool renameNoReplace(int folder, const char* from, const char* to) noexcept {
 
 namespace {
 
-// Copies up to `count` bytes, or to the end of the file. The kernel does it where it can; what it leaves is read
-// and written.
+// Copies up to `count` bytes, or to the end of the file. The kernel does it where it can; what it leaves is
+// read and written.
 bool copyBytes(int from, int to, off_t count) {
   constexpr off_t largest = off_t{1} << 30;
   while (count > 0) {

@@ -1,8 +1,6 @@
 // The one room that knows which host this is. Everything above asks here and works the same on all of them.
 #pragma once
 
-#include <tvk/Export.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +10,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <tvk/Export.h>
 
 namespace tvk::platform {
 
@@ -76,15 +76,15 @@ TVK_EXPORT bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_
 // Makes an open descriptor lead nowhere: what is written to it afterwards is dropped.
 TVK_EXPORT void disconnectDescriptor(int descriptor) noexcept;
 
-// Copies the whole contents of a file just opened into another one; what is a hole stays one where the host can
-// tell. False, with errno, when not everything could be read or written.
+// Copies the whole contents of a file just opened into another one; what is a hole stays one where the host
+// can tell. False, with errno, when not everything could be read or written.
 TVK_EXPORT bool copyContents(int from, int to);
 
 // Copies extended attributes, access lists among them, between two open files, as far as the host permits.
 TVK_EXPORT void copyExtendedAttributes(int from, int to);
 
-// For clean-up: errno is put back at the end of the scope, and until then the thread is not cancelled, since that
-// would unwind out of a destructor.
+// For clean-up: errno is put back at the end of the scope, and until then the thread is not cancelled, since
+// that would unwind out of a destructor.
 class TVK_EXPORT QuietScope {
  public:
   QuietScope() noexcept;
@@ -113,8 +113,8 @@ class TVK_EXPORT FolderReader {
 
   // Begins with a folder just opened for reading; the descriptor stays the caller's.
   void start(int folder) noexcept;
-  // The next name, or null at the end and after an error, which Error() tells (0 at the end). It lives until the next
-  // call. "." and ".." are left out.
+  // The next name, or null at the end and after an error, which Error() tells (0 at the end). It lives until
+  // the next call. "." and ".." are left out.
   const char* next() noexcept;
   // What the name is, as `dirent` has it: DT_DIR and the like, or DT_UNKNOWN.
   unsigned char type() const noexcept { return m_type; }

@@ -1,9 +1,10 @@
-#include <tvk/process/Platform.h>
 #include <tvk/process/Profiling.h>
 
 #include <cinttypes>
 #include <cstdio>
 #include <utility>
+
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 

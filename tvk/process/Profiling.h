@@ -1,12 +1,12 @@
 // Where the time goes.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/text/StringBase.h>
-
 #include <cstdint>
 #include <memory>
 #include <vector>
+
+#include <tvk/Export.h>
+#include <tvk/text/StringBase.h>
 
 namespace tvk {
 

@@ -1,5 +1,3 @@
-#include <tvk/process/Platform.h>
-#include <tvk/process/Singleton.h>
 #include <tvk/process/SystemInfo.h>
 
 #include <sys/utsname.h>
@@ -9,6 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
+
+#include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
 
 namespace tvk {
 namespace {

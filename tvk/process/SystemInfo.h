@@ -1,16 +1,16 @@
 // What the library asks about the machine and the process.
 #pragma once
 
+#include <array>
+#include <cstdint>
+#include <ctime>
+#include <vector>
+
 #include <tvk/Export.h>
 #include <tvk/files/HostAddress.h>
 #include <tvk/process/AutoInit.h>
 #include <tvk/process/CriticalSection.h>
 #include <tvk/text/StringBase.h>
-
-#include <array>
-#include <cstdint>
-#include <ctime>
-#include <vector>
 
 namespace tvk {
 

@@ -21,8 +21,8 @@ constexpr std::size_t s_joinableStackSize =
     TVK_ADDRESS_SANITIZER || TVK_THREAD_SANITIZER ? 0x200000 : 0x20000;
 
 // Keeps cancellation away from a scope. The end of the scope is where a request that came meanwhile strikes,
-// hence noexcept(false). The type is changed as well as the state: a request that is already on its way when the
-// state changes still strikes a thread of the asynchronous type.
+// hence noexcept(false). The type is changed as well as the state: a request that is already on its way when
+// the state changes still strikes a thread of the asynchronous type.
 class CancellationOff {
  public:
   CancellationOff() noexcept {

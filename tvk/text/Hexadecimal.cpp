@@ -1,8 +1,9 @@
-#include <tvk/text/Characters.h>
-#include <tvk/text/Exception.h>
 #include <tvk/text/Hexadecimal.h>
 
 #include <string_view>
+
+#include <tvk/text/Characters.h>
+#include <tvk/text/Exception.h>
 
 namespace tvk {
 

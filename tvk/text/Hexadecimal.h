@@ -1,12 +1,12 @@
 // Bytes as hexadecimal text and back.
 #pragma once
 
-#include <tvk/Export.h>
-#include <tvk/text/StringBase.h>
-
 #include <cstdint>
 #include <span>
 #include <vector>
+
+#include <tvk/Export.h>
+#include <tvk/text/StringBase.h>
 
 namespace tvk {
 

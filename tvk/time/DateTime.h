@@ -30,8 +30,8 @@ struct CalendarFields {
 // Units    ticks of 100 ns since 1601-01-01 00:00 UTC; zones in minutes, positive east of Greenwich.
 //          LocalZone stands for the zone of the host and is replaced by its offset as soon as that is needed.
 // Range    the years 1601 to 60055 of the Gregorian calendar.
-// Errors   every failure throws Exception 1313 and leaves the value as it was: "not set" for reading a value that
-//          is not set, otherwise with the date, time or number that lies outside the range.
+// Errors   every failure throws Exception 1313 and leaves the value as it was: "not set" for reading a value
+//          that is not set, otherwise with the date, time or number that lies outside the range.
 // Threads  a value belongs to one thread at a time, reading included: it keeps what it works out.
 //
 //   tvk::DateTimeO noon(2024, 3, 15, 12, 0, 0, 0, 60);

@@ -1,6 +1,4 @@
-#include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeCopy.h>
-#include <tvk/process/Platform.h>
 
 #include <dirent.h>
 #include <unistd.h>
@@ -8,6 +6,9 @@
 #include <array>
 #include <map>
 #include <optional>
+
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/process/Platform.h>
 
 namespace tvk::detail {
 namespace {

@@ -1,7 +1,4 @@
-#include <tvk/files/detail/FolderChain.h>
-#include <tvk/files/detail/TreeCopy.h>
 #include <tvk/files/detail/TreeMove.h>
-#include <tvk/files/detail/TreeRemoval.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +7,10 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/files/detail/TreeCopy.h>
+#include <tvk/files/detail/TreeRemoval.h>
 
 namespace tvk::detail {
 namespace {

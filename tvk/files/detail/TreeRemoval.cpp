@@ -1,11 +1,12 @@
-#include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeRemoval.h>
-#include <tvk/process/Platform.h>
 
 #include <dirent.h>
 #include <unistd.h>
 
 #include <string_view>
+
+#include <tvk/files/detail/FolderChain.h>
+#include <tvk/process/Platform.h>
 
 namespace tvk::detail {
 namespace {
