@@ -101,30 +101,11 @@ class Matcher {
   // Takes the matches of a folder into entries(), and with a recursive scan the names of its sub-folders into
   // `folders`, each with a zero behind it. False for a sub-folder whose status the system does not tell.
   bool look(const FileString& path, bool isStart, std::string& folders) {
-    m_count = 0;
-    m_names.clear();
-    for (Pattern& pattern : m_patterns) pattern.matches.clear();
-    if (holdsZero(path)) return true;
-    const int error = m_readsFolders ? readFolder(path, isStart, folders) : 0;
-    struct stat status;
-    if (!isStart && (error == EACCES || error == ENAMETOOLONG) && lstat(path.c_str(), &status) != 0)
-      return false;
-    const bool isReachable = isStart || error == 0 || error == EACCES;
-    for (Pattern& pattern : m_patterns) {
-      switch (pattern.kind) {
-        case Kind::All:
-        case Kind::Wildcard:
-          addMatches(path, pattern.matches);
-          break;
-        case Kind::Name:
-          if (isReachable) addExisting(path, pattern.text);
-          break;
-        case Kind::Path:
-          if (isReachable) addGlob(path, pattern.text);
-          break;
-      }
+    try {
+      return find(path, isStart, folders);
+    } catch (const std::bad_alloc&) {
+      throw Exception::Of(1014);
     }
-    return true;
   }
 
   std::span<const FileString> entries() const { return {m_entries.data(), m_count}; }
@@ -152,6 +133,35 @@ class Matcher {
     return pattern.kind == Kind::All
                ? name[0] != '.'
                : pattern.kind == Kind::Wildcard && fnmatch(pattern.text.c_str(), name, FNM_PERIOD) == 0;
+  }
+
+  bool find(const FileString& path, bool isStart, std::string& folders) {
+    m_count = 0;
+    m_names.clear();
+    for (Pattern& pattern : m_patterns) pattern.matches.clear();
+    if (holdsZero(path)) return true;
+    m_prefix = path == "//" ? "/" : path;  // as glob() has it
+    if (!m_prefix.empty() && !m_prefix.ends_with('/')) m_prefix.append(1, '/');
+    const int error = m_readsFolders ? readFolder(path, isStart, folders) : 0;
+    struct stat status;
+    if (!isStart && (error == EACCES || error == ENAMETOOLONG) && lstat(path.c_str(), &status) != 0)
+      return false;
+    const bool isReachable = isStart || error == 0 || error == EACCES;
+    for (const Pattern& pattern : m_patterns) {
+      switch (pattern.kind) {
+        case Kind::All:
+        case Kind::Wildcard:
+          addMatches(pattern.matches);
+          break;
+        case Kind::Name:
+          if (isReachable) addExisting(pattern.text);
+          break;
+        case Kind::Path:
+          if (isReachable) addGlob(path, pattern.text);
+          break;
+      }
+    }
+    return true;
   }
 
   int readFolder(const FileString& path, bool isStart, std::string& folders) {
@@ -187,12 +197,10 @@ class Matcher {
     return m_entries[m_count++];
   }
 
-  void addMatches(const FileString& path, const std::vector<std::size_t>& matches) {
+  void addMatches(const std::vector<std::size_t>& matches) {
     m_sorted.clear();
     for (const std::size_t at : matches) m_sorted.push_back({m_names.data() + at, 0});
     if (m_collatesBytes) sortByBytes(m_sorted);
-    m_prefix = path;
-    if (!path.empty() && !path.ends_with('/')) m_prefix.append(1, '/');
     const auto first = static_cast<std::ptrdiff_t>(m_count);
     for (const SortedName& each : m_sorted) addEntry().assign(m_prefix).append(each.name);
     if (m_collatesBytes) return;
@@ -202,9 +210,9 @@ class Matcher {
         [](const FileString& a, const FileString& b) { return std::strcoll(a.c_str(), b.c_str()) < 0; });
   }
 
-  void addExisting(const FileString& path, const FileString& name) {
+  void addExisting(const FileString& name) {
     struct stat status;
-    FileString entry = joinedCopy(path, name);
+    const FileString entry = m_prefix + name;
     if (!isDotName(name) && lstat(entry.c_str(), &status) == 0) addEntry() = entry;
   }
 
@@ -228,8 +236,8 @@ class Matcher {
   std::vector<Pattern> m_patterns;
   platform::FolderReader m_reader;
   bool m_collatesBytes = collatesBytes();
-  std::vector<SortedName> m_sorted;  // the matches of one pattern
-  std::string m_prefix;
+  std::vector<SortedName> m_sorted;   // the matches of one pattern
+  std::string m_prefix;               // of the entries of the folder at hand
   std::string m_names;                // matching names, each with a zero behind it
   std::vector<FileString> m_entries;  // the first m_count of them
   std::size_t m_count = 0;

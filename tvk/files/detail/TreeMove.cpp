@@ -25,7 +25,9 @@ std::string canonical(const std::string& path) {
 bool isSameFile(const std::string& source, const struct stat& from, const std::string& target,
                 const struct stat& to) {
   if (identityOf(from) == identityOf(to)) return true;
-  return S_ISLNK(from.st_mode) && !S_ISLNK(to.st_mode) && canonical(source) == canonical(target);
+  if (!S_ISLNK(from.st_mode) || S_ISLNK(to.st_mode)) return false;
+  const std::string place = canonical(target);
+  return !place.empty() && place == canonical(source);
 }
 
 // Copies to another device and removes the source. What is in the way goes first, as it does with rename();
