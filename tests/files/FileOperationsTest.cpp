@@ -10,13 +10,17 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <map>
 
 #include "support/Support.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 bool s_acrossDevices = false, s_isOvertaken = false;
+std::function<void()> s_beforeVictim;
 
 }  // namespace
 
@@ -32,10 +36,19 @@ extern "C" int mkdir(const char* path, mode_t mode) noexcept {
   return s_isOvertaken ? mkdirat(AT_FDCWD, path, mode) : result;
 }
 
+// Somebody else may be at work just before a folder called "victim" is opened.
+extern "C" int openat(int folder, const char* name, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const int mode = va_arg(rest, int);
+  va_end(rest);
+  if (s_beforeVictim && name == "victim"s) std::exchange(s_beforeVictim, nullptr)();
+  return static_cast<int>(syscall(SYS_openat, folder, name, flags, mode));
+}
+
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::string_literals;
 using namespace support;
 using namespace tvk;
 
@@ -86,7 +99,7 @@ constexpr const char* tree = R"(
   echo 1 >f; echo 2 >a/g; echo lk >lk; echo d >dir; echo t >t/f; echo k >t/k; echo o >t/other; echo old >u/a/g
   chmod 6751 a/g; chmod 4640 t/f; chmod 600 u/a/g; ln a/g a/s/h; ln f hard; mkfifo -m 640 a/p; chmod 1750 a/s
   ln -s ../f a/l; ln -s gone a/gone; ln -s f l; ln -s a ld; ln -s gone gone; ln -s loop loop; chmod 500 a/s/e
-  ln -s k t/lk; ln -s s t/ls; ln -s gone t/gone; ln -s f t/l; ln -s loop t/loop; touch -hd 2000-01-01 l a/s a/g f
+  ln -s k t/lk; ln -s s t/ls; ln -s gone t/gone; ln -s f t/l; ln -s hard t/hard; touch -hd 2000-01-01 l a/s a/g f
 )";
 
 // All about a tree: names, kinds, rights, links, contents, and what else find(1) is told to print.
@@ -136,6 +149,7 @@ TEST_F(FileOperations, MoveAcrossDevices) {
     EXPECT_EQ(outcome("move", source, target)[0] == '+', !place.empty()) << source;
     EXPECT_TRUE(isThere(source) == place.empty() && (place.empty() || isThere(place))) << source;
   }
+  EXPECT_FALSE(isThere("new"));
 }
 
 TEST_F(FileOperations, Outcomes) {
@@ -143,7 +157,7 @@ TEST_F(FileOperations, Outcomes) {
   fs::create_directory("d");
   for (const auto& [operation, path, second, expected] : rows<4>(R"(
       copyToNew ~/f d 1029:~/f:0   copyToOld ~/f ~/n 1002:~/n:0   copyTo f f/x 1004:+/f:17
-      copyToNew ~/f ~/n/./m +/f   copyToOld f n/m +/f   copyTo f '' no   copyTree n n/m no   copyTo ~/none d no   copyTo d n no
+      copyToNew ~/f ~/n/./m +/f   copyToOld f n/m +/f   copyTo f '' no   copyTree n n/m no   copyTo ~/none d no   copyTo d n no   copyTree d . no
       copyFile ~/f x no   copyFile '' x no   copyFile f '' no   copyFile f d/$(x)`y"z\ f   copyFile d/$(x)`y"z\ -z d/$(x)`y"z\
       rename f x/g.h +/g.h   move g.h d/../d/./z +/d/z   move d/z d 1013:d/z:17   move d/z none/z 1013:d/z:2   move d/z d/z 1013:d/z:17
       rename d/z q/ 1013:d/z:17   rename d/z '' 1016::0   move '' d 1016::0   rename d/z .. +/d/..   remove z '' yes   remove z '' no
@@ -260,6 +274,21 @@ TEST_F(FileOperations, DeepTreesWithFewDescriptors) {
     EXPECT_TRUE(File(m_folder / "t").removeTree() && File(m_folder / "moved").removeTree() &&
                 fs::is_empty(m_folder.path()));
   });
+}
+
+TEST_F(FileOperations, LinksPutInTheWay) {
+  for (const bool removes : {true, false}) {
+    fs::create_directories("t/victim");
+    fs::create_directories("outside");
+    writeWhole("outside/x", "");
+    s_beforeVictim = [] {
+      fs::rename("t/victim", "t/away");
+      fs::create_symlink("../outside", "t/victim");
+    };
+    EXPECT_EQ(removes ? File("t").removeTree() : File("t").copyTo("copy", ModeRecursive), false);
+    EXPECT_TRUE(s_beforeVictim == nullptr && isFile("outside/x") && !isFile("copy/t/victim/x"));
+    fs::remove_all("t");
+  }
 }
 
 // As a user who may not do everything: the rest is done.
