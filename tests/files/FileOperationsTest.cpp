@@ -64,7 +64,8 @@ class FileOperations : public testing::Test {
 
 bool isThere(const std::string& path) { return fs::exists(fs::symlink_status(path)); }
 
-// What an operation answers, or code, path and system error of what it throws; "+" stands for the current folder.
+// What an operation answers, or code, path and system error of what it throws; "+" stands for the current
+// folder.
 std::string outcome(const std::string& operation, const std::string& path, const std::string& second) {
   File file(path);
   bool answer = true;

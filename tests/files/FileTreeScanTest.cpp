@@ -20,8 +20,8 @@ using namespace tvk;
 
 using Lines = std::vector<std::string>;
 
-// Writes down what the hooks are told: "+" a folder and the number of its files, a number and a file, "-" a folder;
-// behind each the scan's path.
+// Writes down what the hooks are told: "+" a folder and the number of its files, a number and a file, "-" a
+// folder; behind each the scan's path.
 struct Recorder : FileTreeScan {
   using FileTreeScan::FileTreeScan;
   void onFolder(const FileString& folderPath, std::span<const FileString> files) override {
