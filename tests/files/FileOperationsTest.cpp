@@ -57,8 +57,8 @@ class FileOperations : public testing::Test {
   ~FileOperations() override { s_acrossDevices = false; }
   const ScopedVariable m_inMemory{"TMPDIR",
                                   isFolder("/dev/shm") ? "/dev/shm" : fs::temp_directory_path().string()};
-  const DescriptorWatch m_watch;
-  const ScopedCurrentFolder m_folder;
+  DescriptorWatch m_watch;
+  ScopedCurrentFolder m_folder;
   const ScopedVariable m_home{"HOME", m_folder.path()};
 };
 

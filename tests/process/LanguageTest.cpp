@@ -20,8 +20,8 @@ TEST(Language, IsChosenOnceByTheBeginningOfLangAloneAndNamed) {
 
   // Named by the whole code, then by its low ten bits.
   std::string names;
-  for (const std::uint32_t code :
-       {9, 1, 2052, 6, 19, 12, 7, 8, 16, 14, 17, 18, 22, 10, 29, 1028, 25, 0x0407, 0x7809, 4, 0x0C04, 0}) {
+  for (const unsigned code : {9u,  1u,  2052u, 6u,  19u,   12u, 7u,      8u,      16u, 14u,     17u,
+                              18u, 22u, 10u,   29u, 1028u, 25u, 0x0407u, 0x7809u, 4u,  0x0C04u, 0u}) {
     const char* const name = Language::NameOf(code);
     names += name != nullptr ? name : "-";
   }
