@@ -29,6 +29,13 @@ decltype(auto) withPath(const FileString& path, Work&& work) {
   }
 }
 
+template <class Number>
+Number readNumber(File& file) {
+  Number value = 0;
+  file.read(&value, sizeof value, true);
+  return value;
+}
+
 }  // namespace
 
 File::File(const FileString& path) : m_name(path) {}
@@ -113,29 +120,10 @@ std::size_t File::read(void* buffer, std::size_t count, bool exact) {
   return got;
 }
 
-std::uint8_t File::readU8() {
-  std::uint8_t value = 0;
-  read(&value, sizeof value, true);
-  return value;
-}
-
-std::uint16_t File::readU16() {
-  std::uint16_t value = 0;
-  read(&value, sizeof value, true);
-  return value;
-}
-
-std::uint32_t File::readU32() {
-  std::uint32_t value = 0;
-  read(&value, sizeof value, true);
-  return value;
-}
-
-std::uint64_t File::readU64() {
-  std::uint64_t value = 0;
-  read(&value, sizeof value, true);
-  return value;
-}
+std::uint8_t File::readU8() { return readNumber<std::uint8_t>(*this); }
+std::uint16_t File::readU16() { return readNumber<std::uint16_t>(*this); }
+std::uint32_t File::readU32() { return readNumber<std::uint32_t>(*this); }
+std::uint64_t File::readU64() { return readNumber<std::uint64_t>(*this); }
 
 void File::writeU8(std::uint8_t value) { write(&value, sizeof value); }
 void File::writeU16(std::uint16_t value) { write(&value, sizeof value); }
