@@ -41,6 +41,7 @@ need_build_tools() {
   need libgtest-dev test -e /usr/include/gtest/gtest.h
   need libgmock-dev test -e /usr/include/gmock/gmock.h
   need pkg-config have pkg-config
+  need python3 have python3
   need gzip have gzip
   need diffutils have diff
   need findutils have find
