@@ -2,12 +2,15 @@
 
 #include <iconv.h>
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <new>
+
+#include <tvk/text/Characters.h>
 
 namespace tvk {
 namespace {
@@ -101,7 +104,10 @@ std::size_t Utf8Conversion<Utf8, StringBase<char>>::Convert(std::string_view in,
   const auto block = uninitialised<char>(in.size());
   const std::ptrdiff_t produced = in.empty() ? 0 : ConvertBytes(in.data(), in.size(), block.get(), in.size());
   out.clear();
-  if (produced > 0) out.assign(block.get(), static_cast<std::size_t>(produced));
+  // Every character gives one byte; glibc drops those from U+E0000 to U+E007F and calls that a success.
+  const auto beginsCharacter = [](char c) { return (characters::toUnsigned(c) & 0xC0) != 0x80; };
+  if (produced == std::count_if(in.begin(), in.end(), beginsCharacter))
+    out.assign(block.get(), static_cast<std::size_t>(produced));
   return out.size();
 }
 

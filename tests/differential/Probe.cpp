@@ -1,0 +1,213 @@
+// What the libraries answer, for the scripts of this folder: one answer on standard output to each question on
+// standard input. Both are a length in four bytes, low byte first, and that many bytes; the first byte of a
+// question chooses the operation.
+#include <stdlib.h>
+#include <time.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <tvk/cmdline/CommandLineParsing.h>
+#include <tvk/cmdline/Parsing.h>
+#include <tvk/files/FileTreeScan.h>
+#include <tvk/text/Exception.h>
+#include <tvk/text/Hexadecimal.h>
+#include <tvk/text/StringBase.h>
+#include <tvk/text/Utf8.h>
+#include <tvk/time/DateTime.h>
+#include <zed/Compressor.h>
+#include <zed/Decompressor.h>
+
+namespace {
+
+using namespace std::string_literals;
+using tvk::DateTimeO;
+using Narrow = tvk::StringBase<char>;
+using Wide = tvk::StringBase<wchar_t>;
+
+std::vector<std::string> split(const std::string& text) {
+  std::vector<std::string> parts;
+  std::istringstream in(text);
+  for (std::string part; std::getline(in, part, '\0');) parts.push_back(part);
+  return parts;
+}
+
+// --- Dates.
+
+std::string show(const DateTimeO& value) {
+  const tvk::CalendarFields f = value.GetFields();
+  std::ostringstream out;
+  out << f.year << ' ' << f.month << ' ' << f.day << ' ' << f.hour << ' ' << f.minute << ' ' << f.second
+      << ' ' << f.weekday << ' ' << value.ZoneMinutes() << ' ' << value.ToUnixTime();
+  return out.str();
+}
+
+std::string useZone(const std::string& name) {
+  setenv("TZ", name.c_str(), 1);
+  tzset();
+  return {};
+}
+
+// From seconds and, optionally, a zone.
+std::string moment(const std::string& question) {
+  long long seconds = 0;
+  int zone = DateTimeO::LocalZone;
+  std::sscanf(question.c_str(), "%lld %d", &seconds, &zone);
+  return show(DateTimeO::FromUnixTime(seconds, zone));
+}
+
+std::string localFields(const std::string& question) {
+  int n[6]{};
+  std::sscanf(question.c_str(), "%d %d %d %d %d %d", &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]);
+  return show(DateTimeO(n[0], n[1], n[2], n[3], n[4], n[5], 0));
+}
+
+// --- Numbers: a reader, its limits and the text. Answered by "VALUE|REST".
+
+struct Numbers : tvk::CommandLineParsing {
+  using CommandLineParsing::CommandLineParsing;
+  bool HandleOption() override { return false; }
+
+  std::string Read(const std::string& reader, const std::string& min, const std::string& max) {
+    const auto low = static_cast<std::uint32_t>(std::strtoll(min.c_str(), nullptr, 10));
+    const auto high = static_cast<std::uint32_t>(std::strtoll(max.c_str(), nullptr, 10));
+    unsigned char bytes[8];
+    if (reader == "int64") return std::to_string(ReadInt64(std::stoll(min), std::stoll(max)));
+    if (reader == "uint64") return std::to_string(ReadUInt64(std::stoull(min), std::stoull(max)));
+    if (reader == "unsigned") return std::to_string(ReadUnsignedRange(low, high));
+    if (reader == "signed")
+      return std::to_string(ReadSignedRange(static_cast<int>(low), static_cast<int>(high)));
+    return tvk::EncodeHexadecimal({bytes, ReadHexBytes(bytes, sizeof bytes)});
+  }
+};
+
+std::string number(const std::string& question) {
+  const auto parts = split(question + '\0');
+  const tvk::ArgumentList list{parts[3].c_str()};
+  Numbers numbers(list);
+  const std::string value = numbers.Read(parts[0], parts[1], parts[2]);
+  return value + "|" + numbers.Position();
+}
+
+std::string item(const std::string& text) {
+  Narrow out;
+  tvk::Parsing(text.c_str()).ReadItem(out, 0, 1000);
+  return out;
+}
+
+// --- Scans: "r" for all sub-folders, the folder, the patterns. Answered by "+" and each folder, "-" and each entry.
+
+struct Scan : tvk::FileTreeScan {
+  using FileTreeScan::FileTreeScan;
+  void onFolder(const tvk::FileString& path, std::span<const tvk::FileString>) override {
+    found += "+"s + path + '\0';
+  }
+  void onFile(const tvk::FileString& path) override { found += "-"s + path + '\0'; }
+  std::string found;
+};
+
+std::string scanned(const std::string& question) {
+  const auto parts = split(question);
+  tvk::FileSpecification specification;
+  specification.recursive = parts[0] == "r";
+  specification.folder = parts[1];
+  for (std::size_t i = 2; i < parts.size(); ++i) specification.add(parts[i]);
+  Scan scan(specification);
+  scan.run();
+  return scan.found;
+}
+
+// --- Blocks. "refused" when there is no result.
+
+template <class Worker>
+std::string result(Worker&& worker, bool isDone) {
+  return isDone ? std::string(worker.Result().begin(), worker.Result().end()) : "refused";
+}
+
+template <class Packer>
+std::string pack(const std::string& bytes) {
+  Packer packer;
+  return result(packer, packer.Compress(bytes.data(), bytes.size()));
+}
+
+template <int WindowBits>
+std::string unpack(const std::string& bytes) {
+  zed::Decompressor unpacker(WindowBits);
+  const bool isDone = unpacker.Decompress(bytes.data(), bytes.size());
+  if (isDone != zed::IsCompleteBlock(bytes.data(), bytes.size(), WindowBits)) return "undecided";
+  return result(unpacker, isDone);
+}
+
+Wide wideOf(const std::string& bytes) {
+  Wide text(bytes.size() / sizeof(wchar_t), L' ');
+  bytes.copy(reinterpret_cast<char*>(text.data()), text.size() * sizeof(wchar_t));
+  return text;
+}
+
+std::string bytesOf(const Wide& text) {
+  return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
+}
+
+std::string resultOf(char operation, const std::string& text) {
+  switch (operation) {
+    case 'n':
+      return Narrow(text).ToUtf8().ToString();
+    case 'N':
+      return Narrow::FromUtf8(text);
+    case 'w':
+      return wideOf(text).ToUtf8().ToString();
+    case 'W':
+      return bytesOf(Wide::FromUtf8(text));
+    case 'z':
+      return useZone(text);
+    case 't':
+      return moment(text);
+    case 'f':
+      return localFields(text);
+    case 'i':
+      return number(text);
+    case 'e':
+      return item(text);
+    case 's':
+      return scanned(text);
+    case 'g':
+      return pack<zed::GZip>(text);
+    case 'c':
+      return pack<zed::Zip>(text);
+    case 'G':
+      return unpack<31>(text);
+    case 'C':
+      return unpack<15>(text);
+    case 'A':
+      return unpack<47>(text);
+    default:
+      std::abort();
+  }
+}
+
+// "=" and the answer, or "!" with the code and the first word of an exception.
+std::string answer(const std::string& question) {
+  try {
+    return "=" + resultOf(question.at(0), question.substr(1));
+  } catch (const tvk::Exception& e) {
+    return "!" + std::to_string(e.GetCode()) + ":" + e.First();
+  }
+}
+
+}  // namespace
+
+int main() {
+  std::uint32_t size;
+  for (std::string text; std::fread(&size, sizeof size, 1, stdin) == 1;) {
+    text.resize(size);
+    if (std::fread(text.data(), 1, size, stdin) != size) return 1;
+    text = answer(text);
+    size = static_cast<std::uint32_t>(text.size());
+    std::fwrite(&size, sizeof size, 1, stdout);
+    std::fwrite(text.data(), 1, size, stdout);
+  }
+  return std::fflush(stdout) == 0 ? 0 : 1;
+}
