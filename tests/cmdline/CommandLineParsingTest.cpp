@@ -51,30 +51,13 @@ void check(const Reader& reader, std::string cases, const char* onEmpty = "2003:
   EXPECT_EQ(read(reader, ""), onEmpty);
 }
 
-TEST(CommandLineParsing, ReadsNumbers) {
-  constexpr auto least = INT64_MIN, most = INT64_MAX;
-  check(VALUE(ReadUnsigned()),
-        "0=>0|  0x1Fg=>31|g  0X1f=>31|  017=>15|  09=>0|9  0-=>0|-  -1=>2005:-1  x=>2021:x  0xg=>2021:0xg  "
-        "4294967295,=>4294967295|,  4294967296=>2005:4294967296  9999999999=>1410065407|  \xE9=>2021:\xE9");
-  check(VALUE(ReadUnsignedRange(3, 5)), "2=>2005:2  3=>3|  5=>5|  6;=>2005:6;");
-  check(VALUE(ReadSigned()), "-2147483647=>-2147483647|  -2147483648=>2005:2147483648  --5=>2005:-5");
-  check(VALUE(ReadSignedRange(-5, 5)), "-5=>-5|  -6=>2005:-6  6=>2005:6");
+// Numbers and bytes are compared with those of the C library in tests/differential.
+TEST(CommandLineParsing, ReadsDigitsCharactersAndWords) {
+  check(VALUE(ReadUnsignedMax(0)), "4294967295=>4294967295|");
   check(VALUE(ReadSignedMax(7)), "7=>7|  8=>2005:8");
+  check(VALUE(ReadSignedMax(0)), "2147483647=>2147483647|");
   check(VALUE(ReadDigits(8, "err")), "178=>15|8  -1=>2005:err");
   check(VALUE(ReadDigits(10, nullptr)), ":5x=>105|x  \xE9=>185|  a=>49|");
-  check(VALUE(ReadInt64(0, 10)), "x=>2021:x  11=>2005:11  0=>0|   +10b=>10|b  0b1=>0|b1  0xg=>0|xg  08=>0|8");
-  check(VALUE(ReadInt64(least, most)),
-        "9223372036854775807=>9223372036854775807|  9223372036854775808=>2005:9223372036854775808  "
-        "-0X8000000000000000=>-9223372036854775808|  -99999999999999999999=>-9223372036854775808|");
-  check(VALUE(ReadInt64(least + 1, most)), "-99999999999999999999=>2005:-99999999999999999999");
-  check(VALUE(ReadUInt64(0, ~0ull)),
-        "-1=>18446744073709551615|  02000000000000000000000=>2005:02000000000000000000000   -=>2021: -");
-}
-
-TEST(CommandLineParsing, ReadsBytesCharactersAndWords) {
-  static unsigned char bytes[2];
-  check(VALUE(ReadHexBytes(bytes, 2) * 1000000 + bytes[0] * 1000u + bytes[1]),
-        "0x0a1B=>2010027|  0a1b2c=>2005:0a1b2c  0a1=>2005:0a1  0x=>2005:0x  0XfFx=>1255027|x  g=>2005:g");
   check(VALUE(ReadChar(true)), " \t\vX=>X|");
   check(VALUE(ReadCharLower(false)), " X=> |X  X=>x|");
   check(VALUE(ExpectChar('a')), "Ab=>a|b  b=>2023:b");

@@ -1,11 +1,9 @@
 // What the libraries answer, for the scripts of this folder: one answer on standard output to each question on
 // standard input. Both are a length in four bytes, low byte first, and that many bytes; the first byte of a
 // question chooses the operation.
-#include <stdlib.h>
-#include <time.h>
-
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,12 +41,6 @@ std::string show(const DateTimeO& value) {
   out << f.year << ' ' << f.month << ' ' << f.day << ' ' << f.hour << ' ' << f.minute << ' ' << f.second
       << ' ' << f.weekday << ' ' << value.ZoneMinutes() << ' ' << value.ToUnixTime();
   return out.str();
-}
-
-std::string useZone(const std::string& name) {
-  setenv("TZ", name.c_str(), 1);
-  tzset();
-  return {};
 }
 
 // From seconds and, optionally, a zone.
@@ -161,8 +153,6 @@ std::string resultOf(char operation, const std::string& text) {
       return wideOf(text).ToUtf8().ToString();
     case 'W':
       return bytesOf(Wide::FromUtf8(text));
-    case 'z':
-      return useZone(text);
     case 't':
       return moment(text);
     case 'f':
