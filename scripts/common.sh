@@ -45,7 +45,6 @@ need_build_tools() {
   need gzip have gzip
   need diffutils have diff
   need findutils have find
-  need python3 have python3
   need locales test -e /usr/share/i18n/locales/de_DE
   need tzdata test -e /usr/share/zoneinfo/Europe/Berlin
   install_missing

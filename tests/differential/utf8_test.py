@@ -60,7 +60,7 @@ def questions():
     for text in sequences:
         yield b"N" + text
         yield b"W" + text
-    for point in itertools.chain(sample(range(0x110000), 53), range(0xE0000, 0xE0080), range(0xFDD0, 0x10010),
+    for point in itertools.chain(sample(range(0x110000), 211), range(0xE0000, 0xE0080), range(0xFDD0, 0x10010),
                                  [0xD7FF, 0xD800, 0xDFFF, 0xE000, 0x10FFFF, 0x110000, 0x1FFFFF, 0x7FFFFFFF,
                                   0x80000000, 0xFFFE0000, 0xFFFFFFFF]):
         unit = point.to_bytes(4, "little")
