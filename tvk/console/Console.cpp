@@ -16,6 +16,7 @@
 #include <utility>
 
 #include <tvk/console/Terminal.h>
+#include <tvk/console/detail/KeyMode.h>
 #include <tvk/process/Platform.h>
 #include <tvk/process/Singleton.h>
 #include <tvk/text/Characters.h>
@@ -70,48 +71,13 @@ class Formatted {
 
 const char* orEmpty(const char* format) { return format != nullptr ? format : ""; }
 
-// Standard input gives single keys for the life of this object, when it is a terminal that this process may
-// change.
-class KeyMode {
- public:
-  explicit KeyMode(bool takesInterrupt) {
-    if (IsInBackground(STDIN_FILENO)) return;
-    // The interrupt key goes first and comes back last: it must not end the process while the mode is
-    // changed.
-    if (takesInterrupt) {
-      m_tookInterrupt = SetInterruptKey(STDIN_FILENO, NoInterruptKey(), &m_interruptKey) == 0;
-    }
-    m_isChanged = SetCanonical(STDIN_FILENO, false, &m_wasCanonical, 1, &m_minChars) == 0;
-    if (m_isChanged || errno == EINVAL || errno == ENOTTY) return;
-    std::perror("ICANON");
-    m_isUsable = false;
-  }
-  ~KeyMode() {
-    if (!(m_isChanged || m_tookInterrupt) || IsInBackground(STDIN_FILENO)) return;
-    if (m_isChanged) SetCanonical(STDIN_FILENO, m_wasCanonical, nullptr, m_minChars, nullptr);
-    if (m_tookInterrupt) SetInterruptKey(STDIN_FILENO, m_interruptKey, nullptr);
-  }
-  KeyMode(const KeyMode&) = delete;
-  KeyMode& operator=(const KeyMode&) = delete;
-
-  bool IsUsable() const { return m_isUsable; }
-
- private:
-  bool m_isUsable = true;
-  bool m_isChanged = false;
-  bool m_wasCanonical = false;
-  bool m_tookInterrupt = false;
-  unsigned char m_interruptKey = 0;
-  std::uint32_t m_minChars = 0;
-};
-
 // The next byte of standard input; 0 for none without `wait`, -1 for the end of input, for errors and when
 // `noInput` becomes true.
 int readByte(bool takesInterrupt, bool wait, const std::atomic<bool>& noInput) {
   if (const int ahead = platform::takeReadAhead(stdin); ahead >= 0) return ahead;
-  const KeyMode mode(takesInterrupt);
-  if (!mode.IsUsable()) return -1;
+  KeyMode mode(takesInterrupt);
   for (;;) {
+    if (!mode.Take()) return -1;
     fd_set ready;
     FD_ZERO(&ready);
     FD_SET(STDIN_FILENO, &ready);
