@@ -26,8 +26,9 @@ namespace tvk {
 //
 // Keys     0 to 255, or -1: no terminal input wanted, end of input, or a read error. They come from
 //          descriptor 0, after what the C library's stdin has read ahead. A terminal is switched to single
-//          keys for the time of the read and then put back, but not while this process is in the background.
-//          Its own echo stays as it is.
+//          keys for the time of the read and then put back, also when a signal ends or stops the process
+//          meanwhile, but it is not touched while this process is in the background. Its own echo stays as it
+//          is.
 // Errors   Ctrl-C under FlagInterrupt throws AbortException with code 11; want of memory while formatting
 //          throws Exception 1014. Other failures of the terminal are reported to standard error ("ICANON",
 //          "select"). Failed writes are told by ConsoleStreamBuf::WriteError().

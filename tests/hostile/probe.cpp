@@ -1,0 +1,209 @@
+// A program for the drivers beside it.
+//
+//   probe rooms [ARGUMENT...]    goes through every room in the current folder; one line an operation, with the code
+//                                of its failure. 0 when all went well, 4 when some failed.
+//   probe KIND [WHILE]           says "ready" and waits for the terminal as KIND tells; meanwhile another thread calls
+//                                exit() or abort(), or SIGINT has a handler of the program.
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+
+#include <tvk/cmdline/CommandLineParsing.h>
+#include <tvk/console/Console.h>
+#include <tvk/files/File.h>
+#include <tvk/files/FileException.h>
+#include <tvk/files/FileTreeScan.h>
+#include <tvk/files/Folders.h>
+#include <tvk/process/Application.h>
+#include <tvk/process/SystemInfo.h>
+#include <tvk/process/ThreadGroup.h>
+#include <tvk/text/MessageTable.h>
+#include <tvk/time/DateTime.h>
+#include <zed/Compressor.h>
+#include <zed/Decompressor.h>
+
+namespace {
+
+using tvk::Console;
+using Works = std::map<std::string, std::function<void()>>;
+
+void require(bool isWell) {
+  if (!isWell) throw tvk::FileException(1010, "what was asked for", errno);
+}
+
+struct Options : tvk::CommandLineParsing {
+  bool HandleOption() override {
+    std::string text;
+    for (bool more = true; more; more = NextArgument()) ReadText(text);
+    return true;
+  }
+};
+
+const Works rooms = {
+    {"arguments", [] { Options().Parse(); }},
+    {"compression",
+     [] {
+       const zed::ByteBuffer text(std::string(100'000, 'x'));
+       zed::GZip gzip;
+       zed::Decompressor back;
+       require(gzip.Compress(text) && back.Decompress(gzip.Result()) && back.Result() == text);
+     }},
+    {"console",
+     [] {
+       Console& console = Console::Get();
+       console.SetFlags(Console::FlagPage | Console::FlagTerminalSize, true);
+       for (int line = 0; line < 30; ++line) console.PrintLine("line %d", line);
+       console.Progress("%s", "half way");
+       tvk::StringBase<char> word;
+       console.ReadLine(word);
+       console.PrintLine("%d %c %s", console.PollKey(), console.Ask("Go on", "yn", 'n'), word.c_str());
+     }},
+    {"files",
+     [] {
+       tvk::File file("file");
+       file.open(tvk::ModeTruncate | tvk::ModeRead);
+       file.write("contents", 8);
+       file.flush();
+       file.close();
+       file.replaceContents("other", 5);
+       require(tvk::File::copyFile("file", "copy"));
+       file.move("moved");
+       tvk::File folder("folder");
+       folder.createFolder();
+       require(folder.copyTo("folder2", tvk::ModeRecursive) && folder.removeTree() &&
+               tvk::File("folder2").removeTree());
+       require(tvk::File("copy").remove() && file.remove());
+     }},
+    {"folders", [] { require(!tvk::realPath(tvk::executablePath()).empty() && !tvk::homeFolder().empty()); }},
+    {"host",
+     [] {
+       std::vector<tvk::HostAddress> list;
+       tvk::StringBase<char> name;
+       require(tvk::SystemInfo::GetInterfaceAddresses(list, false) && tvk::SystemInfo::GetHostName(name));
+       require(!tvk::SystemInfo::GetOsDescription().empty() && tvk::SystemInfo::GetTickCount() != 0);
+     }},
+    {"language",
+     [] {
+       tvk::StringBase<char> text;
+       tvk::loadMessage("probe", 1014, true, text);
+       require(!text.empty());
+       tvk::StartUp::Get()->LoadLanguageModule();
+     }},
+    {"scan",
+     [] {
+       tvk::FileSpecification what;
+       what.folder = ".";
+       what.recursive = true;
+       what.add("*");
+       tvk::FileTreeScan(what).run();
+     }},
+    {"temporary",
+     [] {
+       tvk::File file;
+       require(file.openTemporary());
+       file.write("x", 1);
+       require(file.remove());
+     }},
+    {"threads",
+     [] {
+       tvk::Thread threads[3];
+       tvk::ThreadGroup group;
+       for (tvk::Thread& thread : threads) require(thread.Start(nullptr, true) && group.Add(thread));
+       require(group.JoinAll());
+     }},
+    {"time",
+     [] {
+       const tvk::DateTimeO now = tvk::DateTimeO::Now();
+       require(!now.Format(true).empty() && tvk::DateTimeO::FromRfc3339(now.ToRfc3339()).IsSet());
+     }},
+};
+
+void pollFor(const std::function<bool()>& isThere) {
+  while (!isThere()) usleep(2000);
+}
+
+Console& console() { return Console::Get(); }
+
+const Works waits = {
+    {"ask", [] { console().Ask("Go on", "yn", 'n'); }},
+    {"interrupt", [] { console().WaitKey(Console::FlagInterrupt); }},
+    {"key", [] { console().WaitKey(); }},
+    {"line",
+     [] {
+       tvk::StringBase<char> word;
+       console().ReadLine(word);
+     }},
+    {"page",
+     [] {
+       console().SetFlags(Console::FlagPage, true);
+       for (int line = 0; line < 23; ++line) console().NewLine();
+     }},
+    {"pause", [] { console().Pause(); }},
+    {"poll", [] { pollFor([] { return console().PollKey() != 0; }); }},
+    {"progress",
+     [] {
+       pollFor([n = 0]() mutable {
+         console().Progress("%d", ++n);
+         return n > 50;
+       });
+     }},
+};
+
+class Probe : public tvk::Application {
+ public:
+  Probe() : Application("PB", "probe") {}
+  using Application::Main;
+
+  std::int32_t Main() override {
+    const tvk::ArgumentList& arguments = tvk::ArgumentList::OfProcess();
+    const std::string kind = arguments.IsEmpty() ? "rooms" : arguments[0];
+    return kind == "rooms" ? VisitRooms() : Wait(kind, arguments.Count() > 1 ? arguments[1] : "");
+  }
+
+ private:
+  static int VisitRooms() {
+    int status = 0;
+    for (const auto& [name, visit] : rooms) {
+      std::string result = "ok";
+      try {
+        visit();
+      } catch (const tvk::AbortException&) {
+        throw;
+      } catch (const std::exception& e) {
+        result = e.what();
+        status = 4;
+      }
+      console().PrintLine("%s: %s", name.c_str(), result.c_str());
+    }
+    require((errno = tvk::ConsoleStreamBuf::Get().WriteError()) == 0);
+    return status;
+  }
+
+  static int Wait(const std::string& kind, const std::string& meanwhile) {
+    if (meanwhile == "handler") signal(SIGINT, [](int) { console().StopInput(); });
+    const auto end = [](void (*how)()) {
+      std::thread([how] {
+        usleep(100'000);
+        how();
+      }).detach();
+    };
+    if (meanwhile == "exit") end([] { std::exit(7); });
+    if (meanwhile == "abort") end([] { std::abort(); });
+    console().Printf("ready\n");
+    waits.at(kind)();
+    console().Printf("done\n");
+    return 0;
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Probe probe;
+  return tvk::Application::Main(argc, argv);
+}
