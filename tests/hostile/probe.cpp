@@ -185,6 +185,7 @@ class Probe : public tvk::Application {
   }
 
   static int Wait(const std::string& kind, const std::string& meanwhile) {
+    signal(SIGTERM, SIG_DFL);  // as it was, but now the signal stands in the mask of its own action
     if (meanwhile == "handler") signal(SIGINT, [](int) { console().StopInput(); });
     const auto end = [](void (*how)()) {
       std::thread([how] {

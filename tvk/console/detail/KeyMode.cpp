@@ -43,6 +43,7 @@ void exchangeAction(int number, void (*from)(int), void (*to)(int)) noexcept {
   if (sigaction(number, nullptr, &action) != 0 || action.sa_handler != from) return;
   action.sa_handler = to;
   action.sa_flags = SA_NODEFER;
+  sigemptyset(&action.sa_mask);  // signal() leaves the signal itself in it, even with SIG_DFL
   sigaction(number, &action, nullptr);
 }
 
