@@ -14,7 +14,8 @@
 namespace tvk {
 namespace {
 
-constexpr int s_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGABRT, SIGALRM, SIGTERM, SIGTSTP, SIGTTIN};
+constexpr int s_signals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE, SIGALRM, SIGTERM,
+                             SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ, SIGTSTP, SIGTTIN};
 
 constinit std::mutex s_lock;
 
