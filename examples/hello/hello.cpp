@@ -4,6 +4,7 @@
 // German text.
 #include <tvk/cmdline/ArgumentList.h>
 #include <tvk/console/Console.h>
+#include <tvk/files/FileException.h>
 #include <tvk/process/Application.h>
 #include <tvk/text/MessageFormat.h>
 #include <tvk/text/MessageTable.h>
@@ -11,6 +12,7 @@
 namespace {
 
 constexpr std::uint32_t s_greeting = 5001;  // own texts have codes from 5000
+constexpr std::int64_t s_notWritten = 1010;
 
 class Hello : public tvk::Application {
  public:
@@ -22,6 +24,8 @@ class Hello : public tvk::Application {
     const tvk::ArgumentList& names = tvk::ArgumentList::OfProcess();
     if (names.IsEmpty()) Greet("world");
     for (std::size_t i = 0; i < names.Count(); ++i) Greet(names[i]);
+    if (const int error = tvk::ConsoleStreamBuf::Get().WriteError())
+      throw tvk::FileException(s_notWritten, "/dev/stdout", error);
     return 0;
   }
 

@@ -27,5 +27,9 @@ int main(int argc, char** argv) {
   }
   const int isDown = stop();
   dlclose(module);
+  if (fflush(stdout) != 0 || ferror(stdout)) {
+    perror("module_host");
+    return 1;
+  }
   return isDown ? 0 : 1;
 }

@@ -98,6 +98,8 @@ int main(int argc, char** argv) {
     }
   }
   for (const auto& [name, value] : settings) std::cout << name << " = " << value << '\n';
-  std::cout << problems;
-  return 0;
+  std::cout << problems << std::flush;
+  if (std::cout) return 0;
+  std::cerr << "text_scanner: cannot write\n";
+  return 1;
 }

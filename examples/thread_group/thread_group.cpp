@@ -57,5 +57,7 @@ int main() {
 
   const tvk::CriticalSectionLock lock(job.lock);
   std::printf("%u primes below %u\n", job.primes, limit);
-  return 0;
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+  std::perror("thread_group");
+  return 1;
 }

@@ -12,6 +12,7 @@
 
 #include <tvk/Version.h>
 #include <tvk/console/Console.h>
+#include <tvk/files/FileException.h>
 #include <tvk/process/Application.h>
 #include <tvk/process/ThreadGroup.h>
 
@@ -25,6 +26,7 @@ namespace tvkpack {
 namespace {
 
 constexpr std::int32_t statusFileFailed = 4;
+constexpr std::int64_t codeNotWritten = 1010;
 
 std::atomic<bool> s_stop{false};
 std::atomic<int> s_stopSignal{0};
@@ -127,12 +129,19 @@ class Program : public tvk::Application {
     registerMessages();
     const Settings settings = readSettings();
     PrepareConsole(settings);
+    const std::int32_t status = Run(settings);
+    if (const int error = tvk::ConsoleStreamBuf::Get().WriteError())
+      throw tvk::FileException(codeNotWritten, "/dev/stdout", error);
+    return status;
+  }
+
+ private:
+  static std::int32_t Run(const Settings& settings) {
     if (settings.mode == Mode::Help) return Show(settings, message(HelpText));
     if (settings.mode == Mode::Version) return Show(settings, message(VersionText, {TVK_VERSION_STRING}));
     return Work(settings);
   }
 
- private:
   static void PrepareConsole(const Settings& settings) {
     tvk::Console::Get().Init((settings.toLog ? tvk::Console::FlagSystemLog : 0) |
                              tvk::Console::FlagTerminalSize);

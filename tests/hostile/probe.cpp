@@ -1,6 +1,6 @@
 // A program for the drivers beside it.
 //
-//   probe rooms [ARGUMENT...]    goes through every room in the current folder; one line an operation, with the code
+//   probe [ARGUMENT...]          goes through every room in the current folder; one line an operation, with the code
 //                                of its failure. 0 when all went well, 4 when some failed.
 //   probe KIND [WHILE]           says "ready" and waits for the terminal as KIND tells; meanwhile another thread calls
 //                                exit() or abort(), or SIGINT has a handler of the program.
@@ -92,7 +92,6 @@ const Works rooms = {
        tvk::StringBase<char> text;
        tvk::loadMessage("probe", 1014, true, text);
        require(!text.empty());
-       tvk::StartUp::Get()->LoadLanguageModule();
      }},
     {"scan",
      [] {
@@ -105,8 +104,7 @@ const Works rooms = {
     {"temporary",
      [] {
        tvk::File file;
-       require(file.openTemporary());
-       file.write("x", 1);
+       require(file.openTemporary("."));
        require(file.remove());
      }},
     {"threads",
@@ -161,8 +159,8 @@ class Probe : public tvk::Application {
 
   std::int32_t Main() override {
     const tvk::ArgumentList& arguments = tvk::ArgumentList::OfProcess();
-    const std::string kind = arguments.IsEmpty() ? "rooms" : arguments[0];
-    return kind == "rooms" ? VisitRooms() : Wait(kind, arguments.Count() > 1 ? arguments[1] : "");
+    const auto wait = waits.find(arguments.IsEmpty() ? "" : arguments[0]);
+    return wait == waits.end() ? VisitRooms() : Wait(wait->second, arguments.Count() > 1 ? arguments[1] : "");
   }
 
  private:
@@ -184,7 +182,7 @@ class Probe : public tvk::Application {
     return status;
   }
 
-  static int Wait(const std::string& kind, const std::string& meanwhile) {
+  static int Wait(const std::function<void()>& wait, const std::string& meanwhile) {
     signal(SIGTERM, SIG_DFL);  // as it was, but now the signal stands in the mask of its own action
     if (meanwhile == "handler") signal(SIGINT, [](int) { console().StopInput(); });
     const auto end = [](void (*how)()) {
@@ -196,7 +194,7 @@ class Probe : public tvk::Application {
     if (meanwhile == "exit") end([] { std::exit(7); });
     if (meanwhile == "abort") end([] { std::abort(); });
     console().Printf("ready\n");
-    waits.at(kind)();
+    wait();
     console().Printf("done\n");
     return 0;
   }

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -75,11 +76,13 @@ StringBase<char> message(std::uint32_t code, const StringBase<char>& value) {
   return text;
 }
 
-// The console for the program's last words: whatever state its stream is in, they are to be seen.
-Console& lastWords() {
+// The program's last words are to be seen, whatever state the console's stream is in and wherever it cannot
+// write. `before` is for the console alone.
+void sayLast(const std::string& text, const char* before = "") {
   Console& console = Console::Get();
   console.clear();
-  return console;
+  console << before << text << std::endl;
+  if (ConsoleStreamBuf::Get().WriteError() != 0) std::fprintf(stderr, "%s\n", text.c_str());
 }
 
 // A process shows eight bits of its status; an abort must not look like success in them.
@@ -110,6 +113,7 @@ bool Application::Init() {
 }
 
 std::int32_t Application::Main(int argc, const char* const* argv) {
+  platform::occupyStandardDescriptors();
   std::setlocale(LC_CTYPE, "");
   std::setlocale(LC_TIME, "");
   for (const int number : {SIGUSR1, SIGUSR2, SIGHUP}) ignoreSignal(number);
@@ -136,7 +140,7 @@ std::int32_t Application::Run(const FileString& program, const StringBase<char>&
       application->HandleException(e);
       Terminate(s_statusException);
     }
-    lastWords() << "Aborted: " << e.what() << std::endl;
+    sayLast(std::string("Aborted: ") + e.what());
     Terminate(s_statusWithoutApplication);
   }
   Terminate(s_statusExitFailed);
@@ -157,17 +161,15 @@ void Application::LoadLanguageModuleIfPresent() {
 }
 
 std::int64_t Application::HandleException(const std::exception& e) {
-  Console& console = lastWords();
   if (const auto* const abort = dynamic_cast<const AbortException*>(&e)) {
-    if (abort->GetCode() == s_abortedByUser)
-      console << s_clearLine << message(s_messageAborted, GetName()) << std::endl;
+    if (abort->GetCode() == s_abortedByUser) sayLast(message(s_messageAborted, GetName()), s_clearLine);
     Terminate(exitStatus(abort->GetCode()));
   }
   if (const auto* const exception = dynamic_cast<const Exception*>(&e)) {
-    console << e.what() << std::endl;
+    sayLast(e.what());
     return exception->GetCode();
   }
-  console << GetName() << ": " << e.what() << std::endl;
+  sayLast(GetName() + ": " + e.what());
   return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <link.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/auxv.h>
 #include <sys/ioctl.h>
@@ -177,11 +178,31 @@ int takeReadAhead(std::FILE* file) {
 }
 
 bool writeThrough(std::FILE* file, std::string_view text) {
-  if (fwrite_unlocked(text.data(), 1, text.size(), file) == text.size()) return fflush_unlocked(file) == 0;
+  // The stream drops what cannot be written at once, so it gets only what fails for good and takes note of that.
+  const bool isFlushed = fflush_unlocked(file) == 0;
   const int error = errno;
-  fflush_unlocked(file);
+  pollfd output{fileno_unlocked(file), POLLOUT, 0};
+  while (!text.empty()) {
+    const ssize_t written = write(output.fd, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      poll(&output, 1, -1);
+    } else if (errno != EINTR) {
+      break;
+    }
+  }
+  if (fwrite_unlocked(text.data(), 1, text.size(), file) != text.size() || fflush_unlocked(file) != 0)
+    return false;
   errno = error;
-  return false;
+  return isFlushed;
+}
+
+void occupyStandardDescriptors() noexcept {
+  for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+    if (fcntl(number, F_GETFD) >= 0) continue;
+    if (open("/dev/null", O_PATH | O_CLOEXEC) < 0) open("/", O_PATH | O_CLOEXEC);
+  }
 }
 
 // The standard buffer opens by name alone and with modes of its own; the one that takes a descriptor is an

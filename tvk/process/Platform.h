@@ -65,9 +65,13 @@ TVK_EXPORT bool terminalSize(int fd, std::uint32_t& columns, std::uint32_t& line
 // from it. Reads nothing new.
 TVK_EXPORT int takeReadAhead(std::FILE* file);
 
-// Writes and flushes; the caller holds the lock of `file`. False with errno set when not everything was
-// written.
+// Writes and flushes, however long that takes where the other end does not wait for it (O_NONBLOCK) or signals
+// come; the caller holds the lock of `file`. False with errno set when not everything was written.
 TVK_EXPORT bool writeThrough(std::FILE* file, std::string_view text);
+
+// Sees to it that no file opened later becomes standard input, output or error because the process was started
+// without: text for the screen would end up in it. Using them fails as before.
+TVK_EXPORT void occupyStandardDescriptors() noexcept;
 
 // Makes a closed stream buffer the owner of an open descriptor. False, with errno set, when it cannot; the
 // descriptor is then closed.
