@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fnmatch.h>
 #include <glob.h>
+#include <limits.h>
 #include <locale.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <clocale>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +25,8 @@ namespace tvk {
 namespace {
 
 using detail::Descriptor;
+using detail::Identity;
+using detail::identityOf;
 
 constexpr std::string_view wildcards = "*?[\\";
 // What glob() may use of the stack, and what a component with wildcards costs it beside the pattern's length
@@ -85,6 +89,14 @@ struct GlobResult : glob_t {
   ~GlobResult() { globfree(this); }
 };
 
+// A folder to look at: its path, and which folder it lies in unless the scan starts with it.
+struct Folder {
+  FileString path;
+  std::optional<Identity> above;
+  Identity identity{};  // its own, known when it has sub-folders
+  std::string folders;  // names of the sub-folders, each with a zero behind it
+};
+
 // Finds what the patterns of a specification match in one folder after the other, each of which is read once.
 class Matcher {
  public:
@@ -98,17 +110,18 @@ class Matcher {
     }
   }
 
-  // Takes the matches of a folder into entries(), and with a recursive scan the names of its sub-folders into
-  // `folders`, each with a zero behind it. False for a sub-folder whose status the system does not tell.
-  bool look(const FileString& path, bool isStart, std::string& folders) {
+  // Takes the matches of a folder into entries(), and with a recursive scan its sub-folders into the folder.
+  void look(Folder& folder) {
     try {
-      return find(path, isStart, folders);
+      find(folder);
     } catch (const std::bad_alloc&) {
       throw Exception::Of(1014);
     }
   }
 
   std::span<const FileString> entries() const { return {m_entries.data(), m_count}; }
+  // Why the folder was not read as a whole, or 0.
+  int error() const { return m_error; }
 
  private:
   enum class Kind : unsigned char {
@@ -135,18 +148,16 @@ class Matcher {
                : pattern.kind == Kind::Wildcard && fnmatch(pattern.text.c_str(), name, FNM_PERIOD) == 0;
   }
 
-  bool find(const FileString& path, bool isStart, std::string& folders) {
+  void find(Folder& folder) {
+    const FileString& path = folder.path;
     m_count = 0;
+    m_error = 0;
     m_names.clear();
     for (Pattern& pattern : m_patterns) pattern.matches.clear();
-    if (holdsZero(path)) return true;
+    if (holdsZero(path)) return fail(ENOENT);
     m_prefix = path == "//" ? "/" : path;  // as glob() has it
     if (!m_prefix.empty() && !m_prefix.ends_with('/')) m_prefix.append(1, '/');
-    const int error = m_readsFolders ? readFolder(path, isStart, folders) : 0;
-    struct stat status;
-    if (!isStart && (error == EACCES || error == ENAMETOOLONG) && lstat(path.c_str(), &status) != 0)
-      return false;
-    const bool isReachable = isStart || error == 0 || error == EACCES;
+    const bool isReachable = !m_readsFolders || readFolder(folder) || !folder.above;
     for (const Pattern& pattern : m_patterns) {
       switch (pattern.kind) {
         case Kind::All:
@@ -161,17 +172,38 @@ class Matcher {
           break;
       }
     }
-    return true;
   }
 
-  int readFolder(const FileString& path, bool isStart, std::string& folders) {
-    const Descriptor folder(open(path.empty() ? "." : path.c_str(),
-                                 O_RDONLY | O_DIRECTORY | O_CLOEXEC | (isStart ? 0 : O_NOFOLLOW)));
-    if (!folder) return errno;
-    m_reader.start(folder.get());
+  void fail(int error) {
+    if (m_error == 0) m_error = error;
+  }
+
+  // False when there is no such folder any more.
+  bool readFolder(Folder& folder) {
+    const FileString& path = folder.path;
+    const Descriptor descriptor(open(path.empty() ? "." : path.c_str(),
+                                     O_RDONLY | O_DIRECTORY | O_CLOEXEC | (folder.above ? O_NOFOLLOW : 0)));
+    if (!descriptor) {
+      fail(errno);
+      return m_error == EACCES;
+    }
+    // One that was reached through a link put in the place of a folder above lies elsewhere.
+    struct stat status;
+    if (folder.above && fstatat(descriptor.get(), "..", &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        identityOf(status) != *folder.above) {
+      fail(ESTALE);
+      return false;
+    }
+    m_reader.start(descriptor.get());
     while (const char* const name = m_reader.next()) {
       const std::size_t length = std::strlen(name) + 1;
-      if (m_isRecursive && !path.empty() && isFolderEntry(folder.get(), name)) folders.append(name, length);
+      if (m_isRecursive && !path.empty() && isFolderEntry(descriptor.get(), name)) {
+        if (m_prefix.size() + length <= PATH_MAX) {
+          folder.folders.append(name, length);
+        } else {
+          fail(ENAMETOOLONG);
+        }
+      }
       std::size_t at = std::string::npos;
       for (Pattern& pattern : m_patterns) {
         if (!matches(pattern, name)) continue;
@@ -182,13 +214,23 @@ class Matcher {
         pattern.matches.push_back(at);
       }
     }
-    return 0;
+    fail(m_reader.error());
+    if (folder.folders.empty()) return true;
+    if (fstatat(descriptor.get(), ".", &status, 0) == 0) {
+      folder.identity = identityOf(status);
+    } else {  // the way to them is closed
+      fail(errno);
+      folder.folders.clear();
+    }
+    return true;
   }
 
-  bool isFolderEntry(int folder, const char* name) const {
+  bool isFolderEntry(int folder, const char* name) {
     struct stat status;
     if (m_reader.type() != DT_UNKNOWN) return m_reader.type() == DT_DIR;
-    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+    if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0) return S_ISDIR(status.st_mode);
+    if (errno != ENOENT) fail(errno);
+    return false;
   }
 
   // The next entry, with the memory it has from earlier folders.
@@ -213,7 +255,12 @@ class Matcher {
   void addExisting(const FileString& name) {
     struct stat status;
     const FileString entry = m_prefix + name;
-    if (!isDotName(name) && lstat(entry.c_str(), &status) == 0) addEntry() = entry;
+    if (isDotName(name)) return;
+    if (lstat(entry.c_str(), &status) == 0) {
+      addEntry() = entry;
+    } else if (errno != ENOENT && errno != ENOTDIR) {
+      fail(errno);
+    }
   }
 
   void addGlob(const FileString& path, const FileString& name) {
@@ -241,6 +288,7 @@ class Matcher {
   std::string m_names;                // matching names, each with a zero behind it
   std::vector<FileString> m_entries;  // the first m_count of them
   std::size_t m_count = 0;
+  int m_error = 0;
 };
 
 }  // namespace
@@ -261,9 +309,8 @@ void FileTreeScan::run() { scanFolder(m_specification.folder); }
 
 void FileTreeScan::scanFolder(const FileString& path) {
   struct Level {
-    FileString path;
-    std::string folders;   // names of the sub-folders, each with a zero behind it
-    std::size_t next = 0;  // where the first one that was not scanned yet begins
+    Folder folder;
+    std::size_t next = 0;  // where the name of the first sub-folder that was not scanned yet begins
   };
   const auto visited = [this](const FileString& folder) {
     setName(folder.c_str());
@@ -271,30 +318,32 @@ void FileTreeScan::scanFolder(const FileString& path) {
   };
   Matcher matcher(m_specification, (m_flags & ScanRecursive) != 0);
   std::vector<Level> levels;
-  const auto visit = [&](FileString folder, bool isStart) {
-    Level level{std::move(folder), {}};
-    if (!matcher.look(level.path, isStart, level.folders)) return;
+  const auto visit = [&](Level level) {
+    const FileString& folder = level.folder.path;
+    matcher.look(level.folder);
     m_fileCount = 0;
-    setName(level.path.c_str());
-    onFolder(level.path, matcher.entries());
+    m_folderError = matcher.error();
+    setName(folder.c_str());
+    onFolder(folder, matcher.entries());
     std::uint64_t count = 0;
     for (const FileString& entry : matcher.entries()) {
       m_fileCount = ++count;
       setName(entry.c_str());
       onFile(entry);
     }
-    if ((m_options & ScanFoldersAfter) == 0) visited(level.path);
+    if ((m_options & ScanFoldersAfter) == 0) visited(folder);
     levels.push_back(std::move(level));
   };
-  visit(path, true);
+  visit({{path, std::nullopt, {}, {}}});
   while (!levels.empty()) {
     Level& level = levels.back();
-    if (level.next < level.folders.size()) {
-      const char* const name = level.folders.data() + level.next;
+    const Folder& folder = level.folder;
+    if (level.next < folder.folders.size()) {
+      const char* const name = folder.folders.data() + level.next;
       level.next += std::strlen(name) + 1;
-      visit(joinedCopy(level.path, name), false);
+      visit({{joinedCopy(folder.path, name), folder.identity, {}, {}}});
     } else {
-      if ((m_options & ScanFoldersAfter) != 0) visited(level.path);
+      if ((m_options & ScanFoldersAfter) != 0) visited(folder.path);
       levels.pop_back();
     }
   }

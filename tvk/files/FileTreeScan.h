@@ -28,13 +28,14 @@ inline constexpr std::uint32_t ScanRecursive = 0x100;
 //          found when it exists, "sub/*" looks into sub, "../*" leaves the folder, a leading "/" does not.
 //          Folders and links match like files.
 // Links    The start folder may be one. Links to folders are reported where they match, and not walked.
-// Errors   What cannot be read or has vanished is left out without a word: such a folder gets its hooks, with
-//          no entries. Exception 1014 when memory is short, also for a pattern of dozens of components with
-//          wildcards. What a hook throws ends the scan and reaches the caller.
+// Errors   What cannot be read or has vanished is left out: such a folder gets its hooks, with no entries, and
+//          folderError() tells why. Sub-folders whose paths would be longer than the system takes get none.
+//          Exception 1014 when memory is short, also for a pattern of dozens of components with wildcards.
+//          What a hook throws ends the scan and reaches the caller.
 // Threads  A scan is used by one thread at a time.
 //
-// No folder is open while a hook runs: hooks may remove what they see. A sub-folder in whose place a link was
-// put meanwhile is not walked.
+// No folder is open while a hook runs: hooks may remove what they see. A sub-folder is not walked when a link
+// was put in its place meanwhile, or in that of a folder above it.
 //
 //   class Counter : public tvk::FileTreeScan {
 //    public:
@@ -70,6 +71,8 @@ class TVK_EXPORT FileTreeScan : public File {
 
   // How many entries of the folder being visited were reported, the present one included.
   std::uint64_t fileCount() const noexcept { return m_fileCount; }
+  // Why the folder that onFolder() is called for could not be read as a whole: the system's error number, or 0.
+  int folderError() const noexcept { return m_folderError; }
   const FileString& startFolder() const noexcept { return m_startFolder; }
   std::uint32_t options() const noexcept { return m_options; }
   std::uint32_t flags() const noexcept { return m_flags; }
@@ -78,6 +81,7 @@ class TVK_EXPORT FileTreeScan : public File {
  private:
   FileString m_startFolder;
   std::uint64_t m_fileCount = 0;
+  int m_folderError = 0;
   std::uint32_t m_options;
   std::uint32_t m_flags;
   FileSpecification m_specification;
