@@ -284,17 +284,21 @@ bool copyContents(int from, int to) {
   struct stat target;
   if (fstat(from, &source) != 0 || fstat(to, &target) != 0) return false;
   const bool bySections = hasHoles(source) && S_ISREG(target.st_mode);
+  // One that grows as fast as it is read is not followed until the disk is full. What the system makes up while
+  // it is read has size 0.
+  const off_t size =
+      S_ISREG(source.st_mode) && source.st_size > 0 ? source.st_size : std::numeric_limits<off_t>::max();
   off_t end = 0;
-  for (off_t data; bySections && (data = lseek(from, end, SEEK_DATA)) >= 0;) {
+  for (off_t data; bySections && end < size && (data = lseek(from, end, SEEK_DATA)) >= 0;) {
     const off_t hole = lseek(from, data, SEEK_HOLE);
     if (hole < 0 || lseek(from, data, SEEK_SET) < 0 || lseek(to, data, SEEK_SET) < 0 ||
-        !copyBytes(from, to, hole - data)) {
+        !copyBytes(from, to, std::min(hole, size) - data)) {
       return false;
     }
     end = hole;
   }
-  if (bySections && errno == ENXIO) return ftruncate(to, std::max(source.st_size, end)) == 0;
-  return copyBytes(from, to, std::numeric_limits<off_t>::max());
+  if (bySections && (end >= size || errno == ENXIO)) return ftruncate(to, size) == 0;
+  return copyBytes(from, to, size);
 }
 
 void copyExtendedAttributes(int from, int to) {

@@ -80,8 +80,9 @@ TVK_EXPORT bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_
 // Makes an open descriptor lead nowhere: what is written to it afterwards is dropped.
 TVK_EXPORT void disconnectDescriptor(int descriptor) noexcept;
 
-// Copies the whole contents of a file just opened into another one; what is a hole stays one where the host
-// can tell. False, with errno, when not everything could be read or written.
+// Copies the whole contents of a file just opened into another one, of a regular file what it has at this moment;
+// what is a hole stays one where the host can tell. False, with errno, when not everything could be read or
+// written.
 TVK_EXPORT bool copyContents(int from, int to);
 
 // Copies extended attributes, access lists among them, between two open files, as far as the host permits.

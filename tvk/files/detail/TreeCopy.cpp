@@ -17,6 +17,18 @@ constexpr mode_t ownerBits = S_IRWXU;
 constexpr mode_t accessBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t allBits = accessBits | S_ISUID | S_ISGID | S_ISVTX;
 
+// Nobody is to wait for a FIFO that was put in the place of a file.
+int openFlags(const struct stat& expected) {
+  return O_NOCTTY | O_CLOEXEC | (S_ISREG(expected.st_mode) ? O_NONBLOCK : 0);
+}
+
+// Whether the copy that was made is still all there is.
+bool isUnchanged(int file, const struct stat& before) {
+  struct stat now;
+  return fstat(file, &now) == 0 && now.st_size == before.st_size &&
+         now.st_mtim.tv_sec == before.st_mtim.tv_sec && now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+}
+
 std::array<timespec, 2> timesOf(const struct stat& status) { return {status.st_atim, status.st_mtim}; }
 
 // One copy. The walk goes down two chains of folders at once. Each level keeps the names of the sub-folders
@@ -164,6 +176,7 @@ class TreeCopy {
     const Level& level = m_levels.back();
     struct stat status;
     if (m_isExact) {
+      if (!isUnchanged(m_from.top(), level.source)) fail(ESTALE);
       keepAttributes(m_from.top(), m_to.top(), level.source);
     } else if (level.surplus != 0 && (fstat(m_to.top(), &status) != 0 ||
                                       fchmod(m_to.top(), status.st_mode & allBits & ~level.surplus) != 0)) {
@@ -178,22 +191,22 @@ class TreeCopy {
   // An entry that is no folder.
   void copyLeaf(const char* name, const char* targetName, const struct stat& source) {
     const bool hasContents = S_ISREG(source.st_mode) || !m_isTree;
-    bool exists = false;
+    std::optional<struct stat> existing;
     if (!m_levels.back().isFresh) {
-      struct stat status;
+      struct stat status {};
       if (fstatat(m_to.top(), targetName, &status, hasContents ? 0 : AT_SYMLINK_NOFOLLOW) == 0) {
         if (S_ISDIR(status.st_mode)) return fail(EISDIR);
         if (identityOf(status) == identityOf(source)) return fail(EEXIST);
         if (!hasContents && unlinkat(m_to.top(), targetName, 0) != 0) return fail(errno);
-        exists = true;
+        existing = status;
       } else if (errno == ELOOP && m_isForced) {
-        exists = true;
+        existing = status;
       } else if (errno != ENOENT) {
         return fail(errno);
       }
     }
     if (hasContents) {
-      copyFile(name, targetName, source, exists);
+      copyFile(name, targetName, source, existing);
     } else if (S_ISLNK(source.st_mode)) {
       copyLink(name, targetName, source);
     } else if (mknodat(m_to.top(), targetName, source.st_mode, source.st_rdev) != 0) {
@@ -203,15 +216,18 @@ class TreeCopy {
     }
   }
 
-  void copyFile(const char* name, const char* targetName, const struct stat& source, bool exists) {
+  void copyFile(const char* name, const char* targetName, const struct stat& source,
+                const std::optional<struct stat>& existing) {
     const Descriptor from(
-        openat(m_from.top(), name, O_RDONLY | O_NOCTTY | O_CLOEXEC | (m_isTree ? O_NOFOLLOW : 0)));
+        openat(m_from.top(), name, O_RDONLY | openFlags(source) | (m_isTree ? O_NOFOLLOW : 0)));
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return fail(errno);
     if (identityOf(status) != identityOf(source)) return fail(ESTALE);
     Descriptor to;
-    if (exists) {
-      to = Descriptor(openat(m_to.top(), targetName, O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC));
+    if (existing) {
+      // A FIFO is waited for where it is the target itself, but not where it only lies in the way.
+      const int waiting = m_isForced ? O_NONBLOCK : 0;
+      to = Descriptor(openat(m_to.top(), targetName, O_WRONLY | O_TRUNC | openFlags(*existing) | waiting));
       if (!to && (!m_isForced || unlinkat(m_to.top(), targetName, 0) != 0)) return fail(errno);
     }
     if (!to) {
@@ -220,7 +236,10 @@ class TreeCopy {
       if (!to) return fail(errno);
     }
     if (!platform::copyContents(from.get(), to.get())) return fail(errno);
-    if (m_isExact) keepAttributes(from.get(), to.get(), source);
+    if (m_isExact) {
+      if (!isUnchanged(from.get(), source)) fail(ESTALE);
+      keepAttributes(from.get(), to.get(), source);
+    }
     if (const int error = to.close(); error != 0) fail(error);
   }
 

@@ -15,7 +15,8 @@ enum class CopyMode {
 
 // Copies to a path, or into it when it is a folder; Exact takes the path as it is. A tree goes on past what
 // cannot be copied. Answers 0 when all was copied, otherwise the first error number: EISDIR for a folder
-// where none is allowed, EEXIST for the same file twice, EINVAL for a folder into itself or a zero in a path.
+// where none is allowed, EEXIST for the same file twice, EINVAL for a folder into itself or a zero in a path,
+// ESTALE for what was replaced meanwhile and, when Exact, for what was changed.
 int copyTree(const std::string& source, const std::string& target, CopyMode mode);
 
 // Where a copy or a move of the source comes to lie: in the target when that is a folder, otherwise there.
