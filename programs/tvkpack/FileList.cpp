@@ -1,15 +1,15 @@
 #include "FileList.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <memory>
 #include <span>
 #include <unordered_set>
 
 #include <tvk/files/FileException.h>
 #include <tvk/files/FileSpecification.h>
-#include <tvk/files/FileStatus.h>
 #include <tvk/files/FileTreeScan.h>
 
 namespace tvkpack {
@@ -19,56 +19,68 @@ constexpr std::int64_t codeNoFolder = 1002;
 
 class Collector : public tvk::FileTreeScan {
  public:
-  Collector(const tvk::FileSpecification& what, std::vector<tvk::FileString>& paths)
-      : FileTreeScan(what, 0, 0), m_paths(paths) {}
+  Collector(const tvk::FileSpecification& what, std::vector<Item>& items)
+      : FileTreeScan(what, 0, 0), m_root(rootAt(what.folder)), m_items(items) {}
 
  private:
-  // The scan passes a folder over that it may not read; the work on it tells the user.
-  void onFolder(const tvk::FileString& folder, std::span<const tvk::FileString> files) override {
-    if (files.empty() && access(folder.c_str(), R_OK) != 0) m_paths.push_back(folder);
+  // The scan passes over what it cannot read; the work on the folder tells the user. A sub-folder that has gone
+  // meanwhile is none of his files.
+  void onFolder(const tvk::FileString& folder, std::span<const tvk::FileString>) override {
+    if (folderError() != 0 && (folderError() != ENOENT || folder == m_root->path))
+      m_items.push_back({m_root, folder, folderError()});
   }
-  void onFile(const tvk::FileString& entry) override { m_paths.push_back(entry); }
+  void onFile(const tvk::FileString& entry) override { m_items.push_back({m_root, entry, 0}); }
 
-  std::vector<tvk::FileString>& m_paths;
+  const std::shared_ptr<const Root> m_root;
+  std::vector<Item>& m_items;
 };
 
-bool exists(const tvk::FileString& path) {
+// Whether a target is a folder, also one behind a link. Throws 1002 when there is none, or nobody can tell.
+bool isFolder(const Target& target) {
   struct stat status {};
-  return lstat(path.c_str(), &status) == 0;
+  bool isFolder = false;
+  if (stat(target.path.c_str(), &status) == 0) {
+    isFolder = S_ISDIR(status.st_mode);
+  } else if (lstat(target.path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) {
+    throw tvk::FileException(codeNoFolder, target.path, errno);
+  }
+  if (!isFolder && !target.patterns.empty()) throw tvk::FileException(codeNoFolder, target.path);
+  return isFolder;
 }
 
-std::vector<tvk::FileString> filesOf(const Target& target, bool recurse) {
+std::vector<Item> itemsOf(const Target& target, bool recurse) {
   tvk::FileSpecification what;
   what.folder = target.path;
   what.recursive = recurse;
   for (const tvk::FileString& pattern : target.patterns) what.add(pattern, false);
   if (target.patterns.empty())
     for (const char* everyFile : {"*", ".*"}) what.add(everyFile, false);
-  std::vector<tvk::FileString> paths;
-  Collector(what, paths).run();
-  std::ranges::sort(paths);
-  return paths;
+  std::vector<Item> items;
+  Collector(what, items).run();
+  std::ranges::sort(items, [](const Item& a, const Item& b) {
+    return a.path != b.path ? a.path < b.path : a.error > b.error;
+  });
+  return items;
 }
 
 }  // namespace
 
 std::vector<Item> listFiles(const Settings& settings) {
-  for (const Target& target : settings.targets)
-    if (target.patterns.empty() ? !exists(target.path) : !tvk::isFolder(target.path))
-      throw tvk::FileException(codeNoFolder, target.path);
+  std::vector<bool> areFolders;
+  for (const Target& target : settings.targets) areFolders.push_back(isFolder(target));
 
   std::vector<Item> items;
   std::unordered_set<tvk::FileString> seen;
-  const auto isNew = [&seen](const tvk::FileString& path) {
-    return seen.insert(tvk::normalisedCopy(path)).second;
+  const auto addNew = [&](Item item) {
+    if (seen.insert(tvk::normalisedCopy(item.path)).second) items.push_back(std::move(item));
   };
-  for (const Target& target : settings.targets) {
-    if (tvk::isFolder(target.path)) {
-      for (const tvk::FileString& path : filesOf(target, settings.recurse))
-        if (isNew(path)) items.push_back({target.path, path});
-    } else if (isNew(target.path)) {
+  for (std::size_t at = 0; at < areFolders.size(); ++at) {
+    const Target& target = settings.targets[at];
+    if (areFolders[at]) {
+      for (Item& item : itemsOf(target, settings.recurse)) addNew(std::move(item));
+    } else {
       const bool isInRoot = target.path.rfind('/') == 0;
-      items.push_back({isInRoot ? tvk::FileString("/") : tvk::folderPart(target.path, "."), target.path});
+      addNew({rootAt(isInRoot ? tvk::FileString("/") : tvk::folderPart(target.path, ".")), target.path, 0});
     }
   }
   return items;

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <limits>
 #include <string_view>
 
@@ -22,6 +23,9 @@ constexpr std::uint64_t largestBlock = std::numeric_limits<std::uint32_t>::max()
 constexpr std::string_view gzipMagic = "\x1F\x8B";
 constexpr std::int32_t gzipWindowBits = 31;
 
+constexpr std::int64_t codeNotFound = 1001;
+constexpr std::int64_t codeNotOpened = 1003;
+constexpr std::int64_t codeNotRead = 1009;
 constexpr std::int64_t codeTooManyFiles = 1012;
 constexpr std::int64_t codeNoMemory = 1014;
 constexpr std::int64_t codeExists = 1029;
@@ -68,10 +72,12 @@ class Job {
  public:
   Job(const Settings& settings, const std::atomic<bool>& stop, const FileWork::Confirm& confirm,
       const Item& item)
-      : m_settings(settings), m_stop(stop), m_confirm(confirm), m_place(item.root, item.path) {}
+      : m_settings(settings), m_stop(stop), m_confirm(confirm), m_place(*item.root, item.path) {}
 
   Outcome Run() {
-    m_status = m_place.Status();
+    const auto status = m_place.Find(m_place.Name());
+    if (!status) throw tvk::FileException(codeNotFound, m_place.Path());
+    m_status = *status;
     Select();
     if (m_confirm && !m_confirm(shown(m_place.Path()))) throw LeftAlone{ReasonRefused};
     switch (m_settings.mode) {
@@ -94,10 +100,7 @@ class Job {
 
   // Sorts out what is not concerned and what is left alone, by status and name.
   void Select() const {
-    if (S_ISDIR(m_status.st_mode)) {
-      if (m_settings.recurse) m_place.Open();  // one that cannot be read is an error
-      throw NotConcerned{Outcome::NotSelected};
-    }
+    if (S_ISDIR(m_status.st_mode)) throw NotConcerned{Outcome::NotSelected};
     const bool isFile = S_ISREG(m_status.st_mode);
     const std::int64_t time = m_status.st_mtim.tv_sec;
     if ((m_settings.before && time >= *m_settings.before) || (m_settings.after && time < *m_settings.after) ||
@@ -121,12 +124,15 @@ class Job {
     if (m_stop) throw NotConcerned{Outcome::Unstarted};
   }
 
-  // Whether the open file begins with these bytes.
-  bool BeginsWith(std::string_view bytes) const {
-    std::string head(bytes.size(), '\0');
-    return pread(m_file.Number(), head.data(), head.size(), 0) == static_cast<ssize_t>(head.size()) &&
-           head == bytes;
+  // The bytes of the open file from there on; fewer at its end.
+  std::string BytesAt(off_t position, std::size_t size) const {
+    std::string bytes(size, '\0');
+    const ssize_t count = pread(m_file.Number(), bytes.data(), size, position);
+    if (count < 0) throwSystemError(codeNotRead, m_place.Path());
+    bytes.resize(static_cast<std::size_t>(count));
+    return bytes;
   }
+  bool BeginsWith(std::string_view bytes) const { return BytesAt(0, bytes.size()) == bytes; }
 
   // Opens the file and looks at its first bytes only.
   void Open() {
@@ -144,13 +150,14 @@ class Job {
   // The open file and what its name stands for must still be what was looked at first.
   void CheckUnchanged() const {
     struct stat open {};
-    if (fstat(m_file.Number(), &open) != 0 || !isSameState(open, m_status) ||
-        !m_place.Exists(m_place.Name()) || !isSameState(m_place.Status(), m_status))
+    if (fstat(m_file.Number(), &open) != 0) throwSystemError(codeNotRead, m_place.Path());
+    const auto named = m_place.Find(m_place.Name());
+    if (!isSameState(open, m_status) || !named || !isSameState(*named, m_status))
       throw LeftAlone{ReasonChanged};
   }
 
   void RequireFree(const std::string& target) const {
-    if (!m_settings.overwrite && m_place.Exists(target))
+    if (!m_settings.overwrite && m_place.Find(target))
       throw tvk::FileException(codeExists, m_place.PathOf(target));
   }
 
@@ -167,7 +174,7 @@ class Job {
     try {
       CheckUnchanged();
     } catch (const LeftAlone&) {
-      if (m_place.Exists(m_place.Name())) m_place.Remove(target);  // else it may be the only copy
+      if (m_place.Find(m_place.Name())) m_place.Remove(target);  // else it may be the only copy
       throw;
     }
     m_place.Remove(m_place.Name());
@@ -234,11 +241,10 @@ class Job {
   // Takes the unpacked size from the end of the block, which nothing vouches for: Test() does.
   Outcome List() {
     OpenPacked();
-    unsigned char size[4] = {};
-    if (pread(m_file.Number(), size, sizeof(size), m_status.st_size - 4) != sizeof(size))
-      throw tvk::Exception::Of(NotWhole, Where());
-    const std::uint64_t unpacked = std::uint64_t{size[0]} | std::uint64_t{size[1]} << 8 |
-                                   std::uint64_t{size[2]} << 16 | std::uint64_t{size[3]} << 24;
+    const std::string size = BytesAt(std::max<off_t>(m_status.st_size - 4, 0), 4);
+    if (size.size() != 4) throw tvk::Exception::Of(NotWhole, Where());
+    std::uint64_t unpacked = 0;
+    for (std::size_t at = 4; at-- > 0;) unpacked = unpacked << 8 | static_cast<unsigned char>(size[at]);
     const std::string time = tvk::DateTimeO::FromUnixTime(m_status.st_mtim.tv_sec).Format(true);
     return {Outcome::Done,
             message(LineListed,
@@ -259,6 +265,7 @@ class Job {
 
 Outcome FileWork::Do(const Item& item) const {
   try {
+    if (item.error != 0) throwSystemError(codeNotOpened, item.path, item.error);
     return Job(m_settings, m_stop, m_confirm, item).Run();
   } catch (const LeftAlone& left) {
     return {Outcome::Left, message(LineLeft, {message(left.reason), shown(item.path)}), 0, 0};

@@ -4,18 +4,22 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <tvk/files/FileString.h>
 
+#include "Place.h"
 #include "Settings.h"
 
 namespace tvkpack {
 
-// A file to look at: its path begins with the root, the folder that the user named.
+// A file to look at, or a folder that could not be read, with the error number of that. Its path begins with
+// that of the root.
 struct Item {
-  tvk::FileString root;
+  std::shared_ptr<const Root> root;
   tvk::FileString path;
+  int error;
 };
 
 struct Outcome {

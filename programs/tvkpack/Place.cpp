@@ -4,7 +4,6 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <random>
 
 #include <tvk/files/FileException.h>
@@ -78,19 +77,27 @@ Descriptor::~Descriptor() {
   if (IsOpen()) close(m_number);
 }
 
-void throwSystemError(std::int64_t defaultCode, const tvk::FileString& path) {
-  const int error = errno;
+void throwSystemError(std::int64_t defaultCode, const tvk::FileString& path, int error) {
   const std::int64_t code = codeOf(error, defaultCode);
   const bool concernsDisk = code == codeDiskFull || code == codeWriteProtected;
   throw tvk::FileException(code, concernsDisk ? tvk::folderOf(path) : path, error);
 }
 
-Place::Place(const tvk::FileString& root, const tvk::FileString& path)
-    : m_path(path), m_name(tvk::fileNamePart(path)) {
+std::shared_ptr<const Root> rootAt(const tvk::FileString& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) throwSystemError(codeNoFolder, path);
+  return std::make_shared<const Root>(Root{path, status.st_dev, status.st_ino});
+}
+
+Place::Place(const Root& root, const tvk::FileString& path) : m_path(path), m_name(tvk::fileNamePart(path)) {
   constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-  m_folder = Descriptor(again([&] { return open(root.c_str(), folderFlags); }));
-  if (!m_folder.IsOpen()) throwSystemError(codeNoFolder, root);
-  std::string_view rest = std::string_view(path).substr(root.size());
+  m_folder = Descriptor(again([&] { return open(root.path.c_str(), folderFlags); }));
+  if (!m_folder.IsOpen()) throwSystemError(codeNoFolder, root.path);
+  struct stat status {};
+  if (fstat(Folder(), &status) != 0) throwSystemError(codeNoFolder, root.path);
+  if (status.st_dev != root.device || status.st_ino != root.number)
+    throwSystemError(codeNoFolder, root.path, ESTALE);
+  std::string_view rest = std::string_view(path).substr(root.path.size());
   for (rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));;) {
     const std::size_t end = rest.find('/');
     if (end == rest.npos) break;
@@ -109,16 +116,11 @@ tvk::FileString Place::PathOf(const std::string& name) const {
   return path;
 }
 
-struct stat Place::Status() const {
+std::optional<struct stat> Place::Find(const std::string& name) const {
   struct stat status {};
-  if (fstatat(Folder(), m_name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-    throwSystemError(codeNotFound, m_path);
-  return status;
-}
-
-bool Place::Exists(const std::string& name) const {
-  struct stat status {};
-  return fstatat(Folder(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (fstatat(Folder(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return status;
+  if (errno == ENOENT || errno == ENAMETOOLONG) return std::nullopt;
+  throwSystemError(codeNotOpened, PathOf(name));
 }
 
 Descriptor Place::Open() const {
@@ -157,7 +159,9 @@ bool readWhole(const Descriptor& file, const struct stat& status, const tvk::Fil
     done += static_cast<std::size_t>(count);
   }
   char more;
-  return again([&] { return read(file.Number(), &more, 1); }) == 0;
+  const ssize_t count = again([&] { return read(file.Number(), &more, 1); });
+  if (count < 0) throwSystemError(codeNotRead, path);
+  return count == 0;
 }
 
 NewFile::NewFile(const Place& place, std::string target) : m_place(place), m_target(std::move(target)) {

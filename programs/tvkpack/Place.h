@@ -3,7 +3,10 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -32,24 +35,34 @@ class Descriptor {
   int m_number = -1;
 };
 
-// Throws the FileException that stands for errno, or `defaultCode` where none does.
-[[noreturn]] void throwSystemError(std::int64_t defaultCode, const tvk::FileString& path);
+// Throws the FileException that stands for an error number, or `defaultCode` where none does.
+[[noreturn]] void throwSystemError(std::int64_t defaultCode, const tvk::FileString& path, int error = errno);
+
+// A folder that the user named, and which one that was when the files were listed.
+struct Root {
+  tvk::FileString path;
+  dev_t device;
+  ino_t number;
+};
+
+// Throws FileException when there is none.
+std::shared_ptr<const Root> rootAt(const tvk::FileString& path);
 
 // One file: its open folder, its name there, and its path for messages. Every failure throws FileException
 // with the path concerned. Links are never followed below the root that the user named.
 class Place {
  public:
-  // Opens the folder of `path`, which begins with `root`; only the root itself may lead through links.
-  Place(const tvk::FileString& root, const tvk::FileString& path);
+  // Opens the folder of `path`, which begins with that of the root. Only the root itself may lead through links,
+  // and it must still be the same folder.
+  Place(const Root& root, const tvk::FileString& path);
 
   const tvk::FileString& Path() const noexcept { return m_path; }
   const std::string& Name() const noexcept { return m_name; }
   // The path of another name in the same folder.
   tvk::FileString PathOf(const std::string& name) const;
 
-  // The status of the name itself; throws 1001 when there is none.
-  struct stat Status() const;
-  bool Exists(const std::string& name) const;
+  // The status of a name in the folder, of a link itself; nothing when there is no such name.
+  std::optional<struct stat> Find(const std::string& name) const;
   // Opens the file for reading.
   Descriptor Open() const;
   // Takes the name away.
