@@ -46,8 +46,7 @@ def work_folder():
 
 @contextlib.contextmanager
 def small_disk(folder, kilobytes):
-    """Mounts a file system of its own, in memory, of this size; without the right to it the driver runs
-    again, in user and mount namespaces where it has that right."""
+    """A file system of its own, in memory, of this size."""
     os.makedirs(folder, exist_ok=True)
     subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={kilobytes}k", "none", folder], check=True)
     try:
