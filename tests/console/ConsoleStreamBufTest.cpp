@@ -111,7 +111,7 @@ TEST_F(ConsoleStreamBufTest, WritesExactBytesAndKeepsTheError) {
   }
 }
 
-// The service takes over the buffer that somebody needed before it; whoever writes after it gets a new one.
+// The service takes over the buffer that somebody needed before it; whoever writes after it finds it as new.
 TEST_F(ConsoleStreamBufTest, LivesAsLongAsItsService) {
   const std::string shown = support::inOwnProcess([] {
     using tvk::Console, tvk::ConsoleStreamBuf;
@@ -120,11 +120,13 @@ TEST_F(ConsoleStreamBufTest, LivesAsLongAsItsService) {
     ConsoleStreamBuf::Get().SetOutputFunction(&print);
     std::make_unique<Console>();  // gone before the buffer
     Console own;
-    own.exceptions(std::ios::badbit);  // does not stop the end of the buffer
+    std::iostream other(nullptr);
+    ConsoleStreamBuf::Get().Attach(other);
+    other.exceptions(std::ios::badbit);  // does not stop the end of the buffer
     for (int i = 0; i < 2; ++i) service.Init();
     Console::Get() << "first";
     for (int i = 0; i < 2; ++i) service.Exit();
-    EXPECT_TRUE(ConsoleStreamBuf::Existing() == nullptr && own.rdbuf() == nullptr);
+    EXPECT_TRUE(ConsoleStreamBuf::Existing() == nullptr && other.rdbuf() == nullptr);
     Console::Get() << ", second";
     own.Printf(", third");
     ConsoleStreamBuf::Get().SetOutputFunction(&print);

@@ -1,4 +1,3 @@
-#include <tvk/process/Singleton.h>
 #include <tvk/process/SystemInfo.h>
 #include <tvk/process/Thread.h>
 
@@ -37,21 +36,4 @@ TEST(SystemInfo, TimesAndErrors) {
   SystemInfo::SetLastError(EIO);
   for (const int code : {0, ENOENT, -1, 4711}) EXPECT_EQ(SystemInfo::GetErrorText(code), strerror(code));
   EXPECT_EQ(SystemInfo::GetLastError(), EIO);
-}
-
-TEST(SystemInfo, ServicePublishesOnlyWhenNobodyAskedBefore) {
-  support::inOwnProcess([] {
-    tvk::AutoInit<SystemInfoImpl> service;
-    tvk::Singleton::DestroyAll();
-    service.Init();
-    const SystemInfoImpl* const own = &SystemInfoImpl::Get();
-    service.Init();
-    tvk::Singleton::DestroyAll();
-    EXPECT_EQ(&SystemInfoImpl::Get(), own) << "the service's own object stays";
-    service.Exit(), service.Exit();
-    const auto other = std::make_unique<SystemInfoImpl>();  // in the memory of the one that went
-    const SystemInfoImpl* const asked = &SystemInfoImpl::Get();
-    service.Init(), service.Exit();
-    EXPECT_TRUE(asked != other.get() && asked == &SystemInfoImpl::Get());
-  });
 }

@@ -171,35 +171,35 @@ class Console::OutputGuard {
   std::unique_lock<CriticalSection> m_lock;
 };
 
-Console::Console() : std::iostream(nullptr), m_locks(std::make_unique<Locks>()) {
-  ConsoleStreamBuf::Get().Attach(*this);
-}
+Console::Console() : std::iostream(&ConsoleStreamBuf::Get()), m_locks(std::make_unique<Locks>()) {}
 
-Console::~Console() {
-  ConsoleStreamBuf::Detach(*this);
-  Console* published = this;
-  s_console.compare_exchange_strong(published, nullptr);
-}
+Console::~Console() = default;
 
 Console& Console::Get() {
-  Console* console = Existing();
-  if (console == nullptr) {
-    const std::lock_guard lock(Singleton::CreationLock());
-    console = Existing();
-    if (console == nullptr) {
-      console = new Console;
-      s_console.store(console, std::memory_order_release);
-    }
-  }
-  if (console->rdbuf() == nullptr) console->EnsureInitialised();  // the buffer went with its service
-  return *console;
+  if (Console* const console = Existing()) return *console;
+  const std::lock_guard lock(Singleton::CreationLock());
+  if (Console* const console = Existing()) return *console;
+  static Lasting<Console> s_object;
+  s_object.value.StartAfresh();
+  s_console.store(&s_object.value, std::memory_order_release);
+  return s_object.value;
+}
+
+// What an earlier user of the process-wide console set does not matter to the next one.
+void Console::StartAfresh() {
+  const CriticalSectionLock lock(m_locks->output);
+  copyfmt(std::ios(nullptr));
+  rdbuf(&ConsoleStreamBuf::Get());
+  m_width = m_height = 0;
+  m_linesWritten = 0;
+  m_paging = m_echoMode = m_showInterrupt = m_noInput = false;
 }
 
 Console* Console::Existing() noexcept { return s_console.load(std::memory_order_acquire); }
 
 void Console::Destroy() {
   if (ConsoleStreamBuf* const buffer = ConsoleStreamBuf::Existing()) buffer->HandOver();
-  delete s_console.exchange(nullptr);
+  s_console = nullptr;
 }
 
 // --- Initialisation
@@ -207,14 +207,13 @@ void Console::Destroy() {
 void Console::Init(std::uint32_t flags) { Initialise(true, flags); }
 
 ConsoleStreamBuf& Console::EnsureInitialised() {
-  if (m_width.load(std::memory_order_acquire) != 0 && rdbuf() != nullptr) return ConsoleStreamBuf::Get();
+  if (m_width.load(std::memory_order_acquire) != 0) return ConsoleStreamBuf::Get();
   return Initialise(false, 0);
 }
 
 ConsoleStreamBuf& Console::Initialise(bool isExplicit, std::uint32_t flags) {
   const CriticalSectionLock lock(m_locks->output);
   ConsoleStreamBuf& buffer = ConsoleStreamBuf::Get();
-  if (rdbuf() == nullptr) buffer.Attach(*this);
   if (Width() != 0) return buffer;
   std::uint32_t width = 0;
   if (buffer.OutputFunction() == nullptr) {

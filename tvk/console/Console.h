@@ -66,7 +66,8 @@ class TVK_EXPORT Console : public std::iostream {
   static Console& Get();
   // The process-wide console, or null.
   static Console* Existing() noexcept;
-  // Hands over what the buffer has collected and deletes the process-wide console, if there is one.
+  // Hands over what the buffer has collected and ends the process-wide console, if there is one: the next
+  // Get() answers one that is as new. Its memory stays for threads that are still in one of its operations.
   static void Destroy();
 
   // 80 columns and 24 lines, then the flags. With FlagSystemLog the log is opened under the program's name.
@@ -147,6 +148,7 @@ class TVK_EXPORT Console : public std::iostream {
   };
   class OutputGuard;
 
+  void StartAfresh();
   ConsoleStreamBuf& EnsureInitialised();
   ConsoleStreamBuf& Initialise(bool isExplicit, std::uint32_t flags);
   void ApplyFlags(ConsoleStreamBuf& buffer, std::uint32_t flags, bool on);

@@ -76,20 +76,35 @@ void logText(StringBase<char>& line) {
 
 ConsoleStreamBuf::ConsoleStreamBuf() = default;
 
-ConsoleStreamBuf::~ConsoleStreamBuf() {
+ConsoleStreamBuf::~ConsoleStreamBuf() { DetachAll(); }
+
+void ConsoleStreamBuf::DetachAll() noexcept {
   detachIf([this](const Attachment& entry) { return entry.buffer == this; });
 }
 
 ConsoleStreamBuf& ConsoleStreamBuf::Get() {
   if (ConsoleStreamBuf* const buffer = Existing()) return *buffer;
-  const std::lock_guard lock(Singleton::CreationLock());
-  if (ConsoleStreamBuf* const buffer = Existing()) return *buffer;
-  ConsoleStreamBuf* const made = new ConsoleStreamBuf;
-  s_buffer.store(made, std::memory_order_release);
-  return *made;
+  static Lasting<ConsoleStreamBuf> s_object;
+  s_buffer.store(&s_object.value, std::memory_order_release);
+  return s_object.value;
 }
 
 ConsoleStreamBuf* ConsoleStreamBuf::Existing() noexcept { return s_buffer.load(std::memory_order_acquire); }
+
+void ConsoleStreamBuf::Destroy() {
+  ConsoleStreamBuf* const buffer = s_buffer.exchange(nullptr, std::memory_order_acq_rel);
+  if (buffer == nullptr) return;
+  buffer->HandOver();
+  buffer->DetachAll();
+  const Lock lock(buffer->m_lock);
+  buffer->m_outputFunction.store(nullptr, std::memory_order_relaxed);
+  buffer->m_copyTarget.store(nullptr, std::memory_order_relaxed);
+  buffer->m_toSystemLog.store(false, std::memory_order_relaxed);
+  buffer->SetThirdFlag(true);
+  buffer->m_toTerminal.store(true, std::memory_order_relaxed);
+  buffer->ClearWriteError();
+  buffer->Reconsider();
+}
 
 std::ptrdiff_t ConsoleStreamBuf::CopyColumn() noexcept {
   return s_copyColumn.load(std::memory_order_relaxed);
@@ -298,12 +313,7 @@ void AutoInit<ConsoleStreamBuf>::Init() {
 
 template <>
 void AutoInit<ConsoleStreamBuf>::Exit() {
-  if (m_object == nullptr) return;
-  m_object->HandOver();
-  ConsoleStreamBuf* const buffer = std::exchange(m_object, nullptr);
-  ConsoleStreamBuf* published = buffer;
-  s_buffer.compare_exchange_strong(published, nullptr);
-  delete buffer;
+  if (std::exchange(m_object, nullptr) != nullptr) ConsoleStreamBuf::Destroy();
 }
 
 }  // namespace tvk

@@ -54,6 +54,9 @@ class TVK_EXPORT ConsoleStreamBuf : public std::streambuf {
   static ConsoleStreamBuf& Get();
   // The process-wide buffer, or null when there is none.
   static ConsoleStreamBuf* Existing() noexcept;
+  // Ends the process-wide buffer, if there is one: hands over what was collected, detaches the streams, and
+  // puts the settings back. Its memory stays: a thread that is writing to it writes to standard output.
+  static void Destroy();
 
   Function OutputFunction() const noexcept { return m_outputFunction.load(std::memory_order_relaxed); }
   void SetOutputFunction(Function function);
@@ -107,6 +110,7 @@ class TVK_EXPORT ConsoleStreamBuf : public std::streambuf {
   void WriteRaw(std::string_view text);
   void SetProgressColumns(std::size_t columns) noexcept;
   void Reconsider() noexcept;
+  void DetachAll() noexcept;
 
   std::atomic<Function> m_outputFunction{nullptr};
   std::atomic<std::streambuf*> m_copyTarget{nullptr};
@@ -125,7 +129,6 @@ class TVK_EXPORT ConsoleStreamBuf : public std::streambuf {
 
 template <>
 TVK_EXPORT void AutoInit<ConsoleStreamBuf>::Init();
-// Hands over what was collected, detaches the streams, ends the process-wide buffer.
 template <>
 TVK_EXPORT void AutoInit<ConsoleStreamBuf>::Exit();
 

@@ -8,7 +8,7 @@
 
 namespace tvk {
 
-// What the running process is and where it is kept. Made on first use, destroyed last of all at shut-down.
+// What the running process is and where it is kept. Made on first use; shut-down leaves it to late users.
 //
 // Threads   Get() is safe from every thread; the record does not change. Destroy() needs the process to
 //           itself.

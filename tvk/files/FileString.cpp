@@ -1,9 +1,7 @@
 #include <tvk/files/FileString.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
-#include <memory>
 #include <stdexcept>
 
 #include <tvk/process/Platform.h>
@@ -20,8 +18,6 @@ constexpr std::size_t expandedLengthLimit = 64 * 1024;
 // Without "O" and "o": a bare name ends before either.
 constexpr std::string_view bareNameCharacters =
     "ABCDEFGHIJKLMNIPQRSTUVWXYZabcdefghijklmnipqrstuvwxyz_0123456789";
-
-std::atomic<StringBase<char>*> s_separator;
 
 // The value, empty when it is unset; no variable has a zero in its name.
 std::string_view variable(const std::string& name) {
@@ -75,7 +71,8 @@ std::string withoutDoubleDots(std::string_view path) {
 FileString::~FileString() = default;
 
 const StringBase<char>& separator() {
-  return ProcessWide(s_separator, [] { return std::make_unique<StringBase<char>>("/"); });
+  static const Lasting<StringBase<char>> s_separator("/");
+  return s_separator.value;
 }
 
 void normalise(FileString& path) {

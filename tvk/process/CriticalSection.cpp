@@ -1,10 +1,8 @@
 #include <tvk/process/CriticalSection.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
 #include <tvk/process/Singleton.h>
 #include <tvk/process/detail/Sanitizers.h>
@@ -15,8 +13,6 @@
 
 namespace tvk {
 namespace {
-
-std::atomic<CriticalSection*> s_global{nullptr};
 
 #ifdef NDEBUG
 
@@ -78,7 +74,8 @@ void CriticalSection::Unlock() noexcept TVK_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 CriticalSection& CriticalSection::Global() {
-  return ProcessWide(s_global, [] { return std::make_unique<CriticalSection>(); });
+  static Lasting<CriticalSection> s_global;
+  return s_global.value;
 }
 
 }  // namespace tvk

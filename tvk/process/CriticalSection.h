@@ -26,7 +26,7 @@ class TVK_EXPORT TVK_CAPABILITY("mutex") CriticalSection {
   void lock() noexcept TVK_ACQUIRE() { Lock(); }
   void unlock() noexcept TVK_RELEASE() { Unlock(); }
 
-  // The process-wide lock that guards the thread records; made on first use.
+  // The process-wide lock that guards the thread records; made on first use, never destroyed.
   static CriticalSection& Global();
 
  private:

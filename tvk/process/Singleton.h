@@ -1,13 +1,30 @@
-// Owners of the lazily made process-wide objects.
+// The lazily made process-wide objects: those that shut-down ends, and those that last.
 #pragma once
 
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include <tvk/Export.h>
 
 namespace tvk {
+
+// A process-wide object that is never destroyed, so that late users (static destructors, threads that nobody
+// waited for) do not find it dead. Lies in static storage: a module that goes takes it along.
+//
+//   static Lasting<CriticalSection> s_lock;
+//   return s_lock.value;
+template <class T>
+union Lasting {
+  template <class... Args>
+  explicit Lasting(Args&&... args) : value(std::forward<Args>(args)...) {}
+  Lasting(const Lasting&) = delete;
+  Lasting& operator=(const Lasting&) = delete;
+  ~Lasting() {}
+
+  T value;
+};
 
 // An entry of the process-wide singleton list. Making one appends it to the list; shut-down deletes the
 // entries, newest first. An entry that dies earlier leaves at most a null, which is skipped.
@@ -26,10 +43,13 @@ class TVK_EXPORT Singleton {
 
  protected:
   Singleton();
+  // Is not in the list, so that shut-down leaves it alone.
+  struct Unlisted {};
+  explicit Singleton(Unlisted) noexcept {}
 };
 
 // Owns the process-wide object that `published` points at, and clears that pointer before the object goes, so
-// that a later request makes a fresh one.
+// that a later request makes a fresh one. Nobody may be using it when that happens.
 template <class T>
 class TSingleton : public Singleton {
  public:

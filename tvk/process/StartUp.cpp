@@ -3,7 +3,6 @@
 #include <atomic>
 
 #include <tvk/console/Console.h>
-#include <tvk/files/CurrentProcess.h>
 #include <tvk/process/AutoInit.h>
 #include <tvk/process/Language.h>
 #include <tvk/process/Platform.h>
@@ -79,7 +78,7 @@ void StartUp::ShutDown() {
   AutoInitBase::ExitAll();
   Singleton::DestroyAll();
   Console::Destroy();
-  CurrentProcess::Destroy();
+  ConsoleStreamBuf::Destroy();  // whoever made it: services go down once
 }
 
 }  // namespace tvk

@@ -20,7 +20,7 @@ namespace tvk {
 // never takes its place.
 //
 // Threads   frames are made, used and destroyed on one thread. ShutDown wants every other thread joined: one
-//           that still runs finds fresh process-wide objects, which then nobody destroys, never dead ones.
+//           that still runs meets no dead object of the library, but may lose error locations and settings.
 class TVK_EXPORT StartUp {
  public:
   // `codePrefix` stands in front of every error code of the process, at most 11 characters; the prefix of the

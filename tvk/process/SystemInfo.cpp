@@ -3,7 +3,6 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
@@ -13,8 +12,6 @@
 
 namespace tvk {
 namespace {
-
-std::atomic<SystemInfoImpl*> s_published{nullptr};
 
 StringBase<char> describeSystem() {
   utsname names{};
@@ -30,13 +27,20 @@ StringBase<char> describeSystem() {
 SystemInfoImpl::~SystemInfoImpl() = default;
 
 SystemInfoImpl& SystemInfoImpl::Get() {
-  return ProcessWide(s_published, [] { return std::make_unique<SystemInfoImpl>(); });
+  static Lasting<SystemInfoImpl> s_object;
+  return s_object.value;
 }
 
 void SystemInfoImpl::Collect() {
   StringBase<char> name;
   GetHostName(name);
   FillPathConventions();
+}
+
+void SystemInfoImpl::Forget() {
+  const CriticalSectionLock lock(m_lock);
+  m_localHost = HostAddress();
+  m_interfaceAddresses = {};
 }
 
 bool SystemInfoImpl::GetInterfaceAddresses(std::vector<HostAddress>& list, bool useCache) {
@@ -133,19 +137,13 @@ std::time_t SystemInfo::ToUtc(const std::tm& time) noexcept { return platform::u
 template <>
 void AutoInit<SystemInfoImpl>::Init() {
   if (m_object != nullptr) return;
-  m_object = new SystemInfoImpl;
+  m_object = &SystemInfoImpl::Get();
   m_object->Collect();
-  const std::lock_guard lock(Singleton::CreationLock());
-  SystemInfoImpl* nobody = nullptr;
-  s_published.compare_exchange_strong(nobody, m_object);
 }
 
 template <>
 void AutoInit<SystemInfoImpl>::Exit() {
-  SystemInfoImpl* mine = m_object;
-  s_published.compare_exchange_strong(mine, nullptr);
-  delete m_object;
-  m_object = nullptr;
+  if (m_object != nullptr) std::exchange(m_object, nullptr)->Forget();
 }
 
 }  // namespace tvk

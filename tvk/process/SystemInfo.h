@@ -23,11 +23,13 @@ class TVK_EXPORT SystemInfoImpl final {
   SystemInfoImpl& operator=(const SystemInfoImpl&) = delete;
   virtual ~SystemInfoImpl();
 
-  // Made by the service when services start, or by whoever asks first. References hold until shut-down.
+  // Made by whoever asks first, never destroyed.
   static SystemInfoImpl& Get();
 
   // Fills the host record and the path conventions.
   void Collect();
+  // Drops what was looked up; the next question looks again.
+  void Forget();
 
   bool GetInterfaceAddresses(std::vector<HostAddress>& list, bool useCache);
   bool GetHostName(StringBase<char>& name);
@@ -94,7 +96,7 @@ class TVK_EXPORT SystemInfo {
   static std::time_t ToUtc(const std::tm& time) noexcept;
 };
 
-// Start-up service: makes and fills a SystemInfoImpl and publishes it when nobody asked for one before.
+// Start-up service: fills the process-wide SystemInfoImpl and empties it again.
 template <>
 TVK_EXPORT void AutoInit<SystemInfoImpl>::Init();
 template <>

@@ -1,8 +1,7 @@
 #include <tvk/text/ErrorLocation.h>
 
-#include <pthread.h>
-
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -17,14 +16,23 @@ struct Entry {
 };
 
 using Stack = std::vector<Entry>;
-using StackMap = std::map<pthread_t, Stack>;  // holds threads with live scopes only
+using StackMap = std::map<std::uint64_t, Stack>;  // holds threads with live scopes only
 
 std::mutex s_lock;
 StackMap* s_stacks = nullptr;
 std::uint64_t s_lastNumber = 0;
 
+// The number of the calling thread. Unlike the system's it is never used twice, so that a thread does not find
+// itself in the scopes that another one left open.
+std::uint64_t thisThread() noexcept {
+  static constinit std::atomic<std::uint64_t> s_lastThread{0};
+  static constinit thread_local std::uint64_t s_number = 0;
+  if (s_number == 0) s_number = ++s_lastThread;
+  return s_number;
+}
+
 // Cuts the thread's stack below the entry of that number; does nothing when the entry is gone.
-void popFrom(pthread_t thread, std::uint64_t number) noexcept {
+void popFrom(std::uint64_t thread, std::uint64_t number) noexcept {
   const std::lock_guard lock(s_lock);
   if (s_stacks == nullptr) return;
   const auto found = s_stacks->find(thread);
@@ -43,11 +51,11 @@ struct ErrorLocation::Record {
   bool isChained;
   std::uint64_t count;
   std::uint64_t number;
-  pthread_t thread;
+  std::uint64_t thread;
 };
 
 ErrorLocation::ErrorLocation(const StringBase<char>& text, bool chained)
-    : m_record(new Record{true, chained, 0, 0, pthread_self()}) {
+    : m_record(new Record{true, chained, 0, 0, thisThread()}) {
   const std::lock_guard lock(s_lock);
   if (s_stacks == nullptr) s_stacks = new StackMap;
   m_record->number = ++s_lastNumber;
@@ -64,7 +72,7 @@ ErrorLocation::~ErrorLocation() {
 StringBase<char> ErrorLocation::Current() {
   const std::lock_guard lock(s_lock);
   if (s_stacks == nullptr) return {};
-  const auto found = s_stacks->find(pthread_self());
+  const auto found = s_stacks->find(thisThread());
   if (found == s_stacks->end() || found->second.empty()) return {};
   const Stack& stack = found->second;
   auto first = std::prev(stack.end());

@@ -1,7 +1,6 @@
 #include <tvk/text/StringBase.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <cwchar>
 
@@ -106,19 +105,6 @@ std::size_t copyUnits(const std::basic_string<C>& text, Unit* buffer, std::size_
   return count;
 }
 
-enum class Shared { empty, newLine };
-
-template <class C, Shared Which>
-std::atomic<StringBase<C>*> s_shared{nullptr};
-
-template <class C, Shared Which>
-const StringBase<C>& sharedString() {
-  return ProcessWide(s_shared<C, Which>, [] {
-    return Which == Shared::empty ? std::make_unique<StringBase<C>>()
-                                  : std::make_unique<StringBase<C>>(C('\n'));
-  });
-}
-
 }  // namespace
 
 template <class C>
@@ -181,12 +167,14 @@ auto StringBase<C>::OtherWidth() -> const OtherChar* {
 
 template <class C>
 const StringBase<C>& StringBase<C>::Empty() {
-  return sharedString<C, Shared::empty>();
+  static const Lasting<StringBase> s_text;
+  return s_text.value;
 }
 
 template <class C>
 const StringBase<C>& StringBase<C>::NewLine() {
-  return sharedString<C, Shared::newLine>();
+  static const Lasting<StringBase> s_text(C('\n'));
+  return s_text.value;
 }
 
 template class StringBase<char>;

@@ -147,7 +147,7 @@ class TVK_EXPORT StringBase : public std::basic_string<C> {
     return FromUtf8(utf8 != nullptr ? std::string_view(utf8) : "");
   }
 
-  // --- The shared instances: one object each from first use until shut-down, then made anew when asked for.
+  // --- The shared instances: one object each, from first use to the end of the process.
   static const StringBase& Empty();
   static const StringBase& NewLine();
 

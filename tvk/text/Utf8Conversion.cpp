@@ -3,11 +3,9 @@
 #include <iconv.h>
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <new>
 
 #include <tvk/text/Characters.h>
@@ -27,22 +25,12 @@ constexpr std::size_t bytesPerWide = 4;
 const iconv_t notOpened = reinterpret_cast<iconv_t>(-1);
 
 template <class From, class To>
-std::atomic<Utf8Conversion<From, To>*> s_converter{nullptr};
-
-template <class From, class To>
 Utf8Conversion<From, To>& processWideConverter() {
-  auto& published = s_converter<From, To>;
-  if (auto* converter = published.load(std::memory_order_acquire)) return *converter;
-  const std::lock_guard lock(Singleton::CreationLock());
-  if (auto* converter = published.load(std::memory_order_acquire)) return *converter;
-  auto* const converter = new Utf8Conversion<From, To>;  // owned by the singleton list
-  published.store(converter, std::memory_order_release);
-  return *converter;
-}
-
-template <class From, class To>
-void unpublish(Utf8Conversion<From, To>* converter) noexcept {
-  s_converter<From, To>.compare_exchange_strong(converter, nullptr);
+  struct Unlisted : Utf8Conversion<From, To> {
+    Unlisted() : Utf8Conversion<From, To>(Singleton::Unlisted()) {}
+  };
+  static Lasting<Unlisted> s_converter;
+  return s_converter.value;
 }
 
 template <class C>
@@ -53,6 +41,8 @@ std::unique_ptr<C[]> uninitialised(std::size_t count) {
 }  // namespace
 
 CharsetConverter::CharsetConverter(const char* to, const char* from) : m_descriptor(iconv_open(to, from)) {}
+CharsetConverter::CharsetConverter(Unlisted unlisted, const char* to, const char* from)
+    : Singleton(unlisted), m_descriptor(iconv_open(to, from)) {}
 
 CharsetConverter::~CharsetConverter() {
   if (m_descriptor != notOpened) iconv_close(m_descriptor);
@@ -73,7 +63,9 @@ std::ptrdiff_t CharsetConverter::ConvertBytes(const char* bytes, std::size_t siz
 // Narrow to UTF-8.
 
 Utf8Conversion<StringBase<char>, Utf8>::Utf8Conversion() : CharsetConverter(utf8Set, narrowSet) {}
-Utf8Conversion<StringBase<char>, Utf8>::~Utf8Conversion() { unpublish(this); }
+Utf8Conversion<StringBase<char>, Utf8>::Utf8Conversion(Unlisted unlisted)
+    : CharsetConverter(unlisted, utf8Set, narrowSet) {}
+Utf8Conversion<StringBase<char>, Utf8>::~Utf8Conversion() = default;
 
 Utf8Conversion<StringBase<char>, Utf8>& Utf8Conversion<StringBase<char>, Utf8>::Get() {
   return processWideConverter<StringBase<char>, Utf8>();
@@ -94,7 +86,9 @@ std::size_t Utf8Conversion<StringBase<char>, Utf8>::Convert(const StringBase<cha
 // UTF-8 to narrow.
 
 Utf8Conversion<Utf8, StringBase<char>>::Utf8Conversion() : CharsetConverter(narrowSet, utf8Set) {}
-Utf8Conversion<Utf8, StringBase<char>>::~Utf8Conversion() { unpublish(this); }
+Utf8Conversion<Utf8, StringBase<char>>::Utf8Conversion(Unlisted unlisted)
+    : CharsetConverter(unlisted, narrowSet, utf8Set) {}
+Utf8Conversion<Utf8, StringBase<char>>::~Utf8Conversion() = default;
 
 Utf8Conversion<Utf8, StringBase<char>>& Utf8Conversion<Utf8, StringBase<char>>::Get() {
   return processWideConverter<Utf8, StringBase<char>>();
@@ -114,7 +108,9 @@ std::size_t Utf8Conversion<Utf8, StringBase<char>>::Convert(std::string_view in,
 // Wide to UTF-8.
 
 Utf8Conversion<StringBase<wchar_t>, Utf8>::Utf8Conversion() : CharsetConverter(utf8Set, wideSet) {}
-Utf8Conversion<StringBase<wchar_t>, Utf8>::~Utf8Conversion() { unpublish(this); }
+Utf8Conversion<StringBase<wchar_t>, Utf8>::Utf8Conversion(Unlisted unlisted)
+    : CharsetConverter(unlisted, utf8Set, wideSet) {}
+Utf8Conversion<StringBase<wchar_t>, Utf8>::~Utf8Conversion() = default;
 
 Utf8Conversion<StringBase<wchar_t>, Utf8>& Utf8Conversion<StringBase<wchar_t>, Utf8>::Get() {
   return processWideConverter<StringBase<wchar_t>, Utf8>();
@@ -136,7 +132,9 @@ std::size_t Utf8Conversion<StringBase<wchar_t>, Utf8>::Convert(const StringBase<
 // UTF-8 to wide.
 
 Utf8Conversion<Utf8, StringBase<wchar_t>>::Utf8Conversion() : CharsetConverter(wideSet, utf8Set) {}
-Utf8Conversion<Utf8, StringBase<wchar_t>>::~Utf8Conversion() { unpublish(this); }
+Utf8Conversion<Utf8, StringBase<wchar_t>>::Utf8Conversion(Unlisted unlisted)
+    : CharsetConverter(unlisted, wideSet, utf8Set) {}
+Utf8Conversion<Utf8, StringBase<wchar_t>>::~Utf8Conversion() = default;
 
 Utf8Conversion<Utf8, StringBase<wchar_t>>& Utf8Conversion<Utf8, StringBase<wchar_t>>::Get() {
   return processWideConverter<Utf8, StringBase<wchar_t>>();

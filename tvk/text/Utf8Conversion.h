@@ -19,6 +19,7 @@ class TVK_EXPORT CharsetConverter : public Singleton {
 
  protected:
   CharsetConverter(const char* to, const char* from);
+  CharsetConverter(Unlisted unlisted, const char* to, const char* from);
 
   // Converts all `bytes` in one call into `out`, which has room for `capacity` bytes. Answers the number of
   // bytes produced, or -1 when the input is invalid or holds a character that the target lacks.
@@ -30,12 +31,12 @@ class TVK_EXPORT CharsetConverter : public Singleton {
 };
 
 // Converts from From to To; the four specialisations below exist. Making one opens its descriptor; Get()
-// answers the process-wide one of its direction, which lives from first use until shut-down.
+// answers the process-wide one of its direction, which is never destroyed.
 //
 // Convert() is all or nothing: on invalid input, on a character that the target lacks, and when the
 // descriptor could not be opened, the output is empty and the result 0. Otherwise the result counts the units
-// produced. Safe from several threads at once. A converter is owned by the singleton list: make it with new,
-// or let it die before shut-down.
+// produced. Safe from several threads at once. Every other converter is owned by the singleton list: make it
+// with new, or let it die before shut-down.
 template <class From, class To>
 class Utf8Conversion;
 
@@ -46,6 +47,9 @@ class TVK_EXPORT Utf8Conversion<StringBase<char>, Utf8> : public CharsetConverte
   ~Utf8Conversion() override;
   std::size_t Convert(const StringBase<char>& in, Utf8& out);
   static Utf8Conversion& Get();
+
+ protected:
+  explicit Utf8Conversion(Unlisted unlisted);
 };
 
 template <>
@@ -56,6 +60,9 @@ class TVK_EXPORT Utf8Conversion<Utf8, StringBase<char>> : public CharsetConverte
   std::size_t Convert(const Utf8& in, StringBase<char>& out) { return Convert(in.View(), out); }
   std::size_t Convert(std::string_view in, StringBase<char>& out);
   static Utf8Conversion& Get();
+
+ protected:
+  explicit Utf8Conversion(Unlisted unlisted);
 };
 
 template <>
@@ -65,6 +72,9 @@ class TVK_EXPORT Utf8Conversion<StringBase<wchar_t>, Utf8> : public CharsetConve
   ~Utf8Conversion() override;
   std::size_t Convert(const StringBase<wchar_t>& in, Utf8& out);
   static Utf8Conversion& Get();
+
+ protected:
+  explicit Utf8Conversion(Unlisted unlisted);
 };
 
 template <>
@@ -75,6 +85,9 @@ class TVK_EXPORT Utf8Conversion<Utf8, StringBase<wchar_t>> : public CharsetConve
   std::size_t Convert(const Utf8& in, StringBase<wchar_t>& out) { return Convert(in.View(), out); }
   std::size_t Convert(std::string_view in, StringBase<wchar_t>& out);
   static Utf8Conversion& Get();
+
+ protected:
+  explicit Utf8Conversion(Unlisted unlisted);
 };
 
 }  // namespace tvk

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <ctime>
 #include <iterator>
-#include <memory>
 #include <ratio>
 #include <string>
+#include <utility>
 
 #include <tvk/process/Singleton.h>
 #include <tvk/text/Characters.h>
@@ -143,19 +143,17 @@ bool localTime(const CalendarFields& fields, std::tm& out) noexcept {
 
 std::int32_t offsetOf(const std::tm& time) noexcept { return static_cast<std::int32_t>(time.tm_gmtoff / 60); }
 
-// The standard offset of the host, kept as the zone of a process-wide value.
-std::atomic<DateTimeO*> s_standardZone{nullptr};
-
+// The standard offset of the host, kept from the first call on.
 std::int32_t standardOffset() {
-  const auto make = [] {
+  static const auto s_offset = [] {
     std::tm newYear{};
     newYear.tm_year = 100;
     newYear.tm_mday = 1;
     mktime(&newYear);
     tzset();
-    return std::make_unique<DateTimeO>(static_cast<std::int32_t>(-timezone / 60));
-  };
-  return ProcessWide(s_standardZone, make).ZoneMinutes();
+    return static_cast<std::int32_t>(-timezone / 60);
+  }();
+  return s_offset;
 }
 
 std::atomic<const DateTimeInit*> s_startValues{nullptr};
@@ -543,6 +541,20 @@ const DateTimeO* DateTimeInit::NotSet() noexcept {
 const DateTimeO* DateTimeInit::StartTime() noexcept {
   const DateTimeInit* const values = s_startValues.load(std::memory_order_acquire);
   return values != nullptr ? &values->m_startTime : nullptr;
+}
+
+template <>
+void AutoInit<DateTimeInit>::Init() {
+  if (m_object != nullptr) return;
+  static Lasting<DateTimeInit> s_values;
+  m_object = &s_values.value;
+  s_startValues.store(m_object, std::memory_order_release);
+}
+
+template <>
+void AutoInit<DateTimeInit>::Exit() {
+  const DateTimeInit* mine = std::exchange(m_object, nullptr);
+  if (mine != nullptr) s_startValues.compare_exchange_strong(mine, nullptr);
 }
 
 }  // namespace tvk

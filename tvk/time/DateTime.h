@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <tvk/Export.h>
+#include <tvk/process/AutoInit.h>
 #include <tvk/text/StringBase.h>
 
 namespace tvk {
@@ -147,5 +148,11 @@ class TVK_EXPORT DateTimeInit {
   DateTimeO m_notSet{DateTimeO::LocalZone};
   DateTimeO m_startTime;
 };
+
+// The values stay where they are for threads that still read them.
+template <>
+TVK_EXPORT void AutoInit<DateTimeInit>::Init();
+template <>
+TVK_EXPORT void AutoInit<DateTimeInit>::Exit();
 
 }  // namespace tvk
