@@ -1,5 +1,6 @@
 #include <string>
 
+#include <tvk/files/FileException.h>
 #include <tvk/process/Module.h>
 #include <tvk/text/Exception.h>
 
@@ -26,6 +27,12 @@ PLUGIN_EXPORT const char* pluginWork() {
     text = e.what();
   }
   return text.c_str();
+}
+
+PLUGIN_EXPORT void pluginThrow(int kind) {
+  if (kind == 0) throw tvk::FileException::Of(1001, "/nowhere");
+  if (kind == 1) throw tvk::AbortException(tvk::Exception::Of(11));
+  throw tvk::Exception::Of(2001, "thrown");
 }
 
 PLUGIN_EXPORT int pluginStop() {
