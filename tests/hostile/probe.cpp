@@ -30,6 +30,8 @@
 namespace {
 
 using tvk::Console;
+Console& console() { return Console::Get(); }
+
 using Works = std::map<std::string, std::function<void()>>;
 
 void require(bool isWell) {
@@ -69,6 +71,8 @@ const Works rooms = {
        file.open(tvk::ModeTruncate | tvk::ModeRead);
        file.write("contents", 8);
        file.flush();
+       console().ClearLine(false);  // by standard output and error
+       if (file.size() != 8) std::abort();
        file.close();
        file.replaceContents("other", 5);
        require(tvk::File::copyFile("file", "copy"));
@@ -77,7 +81,7 @@ const Works rooms = {
        folder.createFolder();
        require(folder.copyTo("folder2", tvk::ModeRecursive) && folder.removeTree() &&
                tvk::File("folder2").removeTree());
-       require(tvk::File("copy").remove() && file.remove());
+       require(file.remove());
      }},
     {"folders", [] { require(!tvk::realPath(tvk::executablePath()).empty() && !tvk::homeFolder().empty()); }},
     {"host",
@@ -124,8 +128,6 @@ const Works rooms = {
 void pollFor(const std::function<bool()>& isThere) {
   while (!isThere()) usleep(2000);
 }
-
-Console& console() { return Console::Get(); }
 
 const Works waits = {
     {"ask", [] { console().Ask("Go on", "yn", 'n'); }},
@@ -184,7 +186,9 @@ class Probe : public tvk::Application {
 
   static int Wait(const std::function<void()>& wait, const std::string& meanwhile) {
     signal(SIGTERM, SIG_DFL);  // as it was, but now the signal stands in the mask of its own action
-    if (meanwhile == "handler") signal(SIGINT, [](int) { console().StopInput(); });
+    struct sigaction action {};
+    action.sa_handler = [](int) { console().StopInput(); };
+    if (meanwhile == "handler") sigaction(SIGINT, &action, nullptr);
     const auto end = [](void (*how)()) {
       std::thread([how] {
         usleep(100'000);

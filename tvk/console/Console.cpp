@@ -1,6 +1,7 @@
 #include <tvk/console/Console.h>
 
 #include <cxxabi.h>
+#include <poll.h>
 #include <sys/select.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -97,16 +98,28 @@ int readByte(bool takesInterrupt, bool wait, const std::atomic<bool>& noInput) {
   }
 }
 
-std::size_t readWord(std::string& word) {
+// The next byte of stdin, however long it takes where nobody waits for it (O_NONBLOCK) or signals come.
+int nextByte(const std::atomic<bool>& noInput) {
+  for (;;) {
+    const int byte = getc_unlocked(stdin);
+    if (byte != EOF || ferror_unlocked(stdin) == 0 || (errno != EINTR && errno != EAGAIN) || noInput)
+      return byte;
+    clearerr_unlocked(stdin);
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (errno == EAGAIN) poll(&input, 1, -1);
+  }
+}
+
+std::size_t readWord(std::string& word, const std::atomic<bool>& noInput) {
   struct InputLock {
     InputLock() { flockfile(stdin); }
     ~InputLock() { funlockfile(stdin); }
   } const lock;
   int byte = 0;
   do {
-    byte = getc_unlocked(stdin);
+    byte = nextByte(noInput);
   } while (byte != EOF && characters::isSpace(static_cast<char>(byte)));
-  for (; byte != EOF; byte = getc_unlocked(stdin)) {
+  for (; byte != EOF; byte = nextByte(noInput)) {
     if (characters::isSpace(static_cast<char>(byte)) || word.size() == longestWord) {
       std::ungetc(byte, stdin);
       break;
@@ -284,7 +297,7 @@ std::size_t Console::ReadLine(StringBase<char>& word) {
   word.clear();
   if (NoInput()) return 0;
   const CriticalSectionLock lock(m_locks->input);
-  return readWord(word);
+  return readWord(word, m_noInput);
 }
 
 char Console::Ask(const StringBase<char>& question, const StringBase<char>& choices, char defaultChoice) {
