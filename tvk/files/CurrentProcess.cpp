@@ -2,15 +2,20 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <memory>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 #include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
 
 namespace tvk {
 namespace {
 
-std::mutex s_lock;  // held while the record is made
+std::mutex s_lock;  // held while a record is made
 std::atomic<CurrentProcess*> s_record{nullptr};
 
 }  // namespace
@@ -28,11 +33,15 @@ CurrentProcess& CurrentProcess::Get() {
   if (CurrentProcess* const record = current()) return *record;
   const std::lock_guard lock(s_lock);
   if (CurrentProcess* const record = current()) return *record;
-  auto* const made = new CurrentProcess;
-  delete s_record.exchange(made, std::memory_order_acq_rel);  // the parent's, in a forked child
-  return *made;
+  // Records stay for those who still read them, so one that says the same is taken out again.
+  static Lasting<std::vector<std::unique_ptr<CurrentProcess>>> s_all;
+  std::unique_ptr<CurrentProcess> made(new CurrentProcess);
+  auto found = std::ranges::find_if(s_all.value, [&](const auto& kept) { return *kept == *made; });
+  if (found == s_all.value.end()) found = s_all.value.insert(found, std::move(made));
+  s_record.store(found->get(), std::memory_order_release);
+  return **found;
 }
 
-void CurrentProcess::Destroy() noexcept { delete s_record.exchange(nullptr, std::memory_order_acq_rel); }
+void CurrentProcess::Destroy() noexcept { s_record.store(nullptr, std::memory_order_release); }
 
 }  // namespace tvk

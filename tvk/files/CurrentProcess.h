@@ -8,16 +8,14 @@
 
 namespace tvk {
 
-// What the running process is and where it is kept. Made on first use; shut-down leaves it to late users.
+// What the running process is and where it is kept. Made on first use, ended last of all at shut-down.
 //
-// Threads   Get() is safe from every thread; the record does not change. Destroy() needs the process to
-//           itself.
-// Lifetime  references hold until Destroy(). In a forked child the first Get() makes a record of the child
-//           and ends the references taken before the fork.
+// Threads   safe from every thread; a record does not change.
+// Lifetime  references stay good; only the record that Get() answers ends, by Destroy() and in a forked child.
 class TVK_EXPORT CurrentProcess {
  public:
   static CurrentProcess& Get();
-  // Does nothing when there is no record. A later Get() makes a new one.
+  // Does nothing when there is no record. A later Get() looks again.
   static void Destroy() noexcept;
 
   pid_t Id() const noexcept { return m_id; }
@@ -28,6 +26,7 @@ class TVK_EXPORT CurrentProcess {
 
  private:
   CurrentProcess();
+  bool operator==(const CurrentProcess&) const = default;
 
   pid_t m_id;
   FileString m_executablePath;

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include <tvk/console/Console.h>
+#include <tvk/files/CurrentProcess.h>
 #include <tvk/process/AutoInit.h>
 #include <tvk/process/Language.h>
 #include <tvk/process/Platform.h>
@@ -79,6 +80,7 @@ void StartUp::ShutDown() {
   Singleton::DestroyAll();
   Console::Destroy();
   ConsoleStreamBuf::Destroy();  // whoever made it: services go down once
+  CurrentProcess::Destroy();
 }
 
 }  // namespace tvk

@@ -143,17 +143,28 @@ bool localTime(const CalendarFields& fields, std::tm& out) noexcept {
 
 std::int32_t offsetOf(const std::tm& time) noexcept { return static_cast<std::int32_t>(time.tm_gmtoff / 60); }
 
-// The standard offset of the host, kept from the first call on.
+// The standard offset of the host, kept from the first call until shut-down.
+constexpr std::int32_t s_unknownOffset = INT32_MIN;
+std::atomic<std::int32_t> s_standardOffset{s_unknownOffset};
+
+struct StandardOffset : Singleton {
+  ~StandardOffset() override { s_standardOffset = s_unknownOffset; }
+};
+
 std::int32_t standardOffset() {
-  static const auto s_offset = [] {
-    std::tm newYear{};
-    newYear.tm_year = 100;
-    newYear.tm_mday = 1;
-    mktime(&newYear);
-    tzset();
-    return static_cast<std::int32_t>(-timezone / 60);
-  }();
-  return s_offset;
+  std::int32_t offset = s_standardOffset;
+  if (offset != s_unknownOffset) return offset;
+  std::tm newYear{};
+  newYear.tm_year = 100;
+  newYear.tm_mday = 1;
+  mktime(&newYear);
+  tzset();
+  auto listed = std::make_unique<StandardOffset>();
+  std::int32_t expected = s_unknownOffset;
+  offset = static_cast<std::int32_t>(-timezone / 60);
+  if (!s_standardOffset.compare_exchange_strong(expected, offset)) return expected;
+  [[maybe_unused]] const auto* owned = listed.release();
+  return offset;
 }
 
 std::atomic<const DateTimeInit*> s_startValues{nullptr};
