@@ -14,13 +14,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const auto reader : {&HostAddress::Assign, &HostAddress::AssignNumber, &HostAddress::AssignHost}) {
     HostAddress host(std::span(data, std::min<std::size_t>(size, 16))), again;
     const bool isRead = (host.*reader)(text);
-    REQUIRE(isRead == host.IsValid() && isRead != host.ToText().empty() && host.Name() == text);
-    REQUIRE(again.AssignNumber(host.ToText()) == isRead);
-    REQUIRE(again == host || (host.IsIPv6() && again.IsIPv4() && host.ToText().starts_with("::ffff:")));
+    assert(isRead == host.IsValid() && isRead != host.ToText().empty() && host.Name() == text);
+    assert(again.AssignNumber(host.ToText()) == isRead);
+    assert(again == host || (host.IsIPv6() && again.IsIPv4() && host.ToText().starts_with("::ffff:")));
     in6_addr number;
     const bool isNumber =
         inet_pton(AF_INET, text.c_str(), &number) == 1 || inet_pton(AF_INET6, text.c_str(), &number) == 1;
-    if (reader == &HostAddress::AssignNumber) REQUIRE(isRead == (isNumber && text.find('\0') == text.npos));
+    if (reader == &HostAddress::AssignNumber) assert(isRead == (isNumber && text.find('\0') == text.npos));
   }
   return 0;
 }

@@ -1,9 +1,9 @@
-// What the fuzz targets have in common: the input cut into values, and checks that end the process.
+// What the fuzz targets have in common: the input cut into values, and checks in every kind of build.
 #pragma once
 
+#undef NDEBUG
+#include <cassert>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,14 +12,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-#define REQUIRE(condition) ((condition) ? void() : fuzz::fail(__FILE__, __LINE__, #condition))
-
 namespace fuzz {
-
-[[noreturn]] inline void fail(const char* file, int line, const char* condition) {
-  std::fprintf(stderr, "%s:%d: does not hold: %s\n", file, line, condition);
-  std::abort();
-}
 
 // Takes values off the front of the input; an empty input gives zeros and empty texts for ever.
 class Input {
@@ -45,13 +38,8 @@ class Input {
 };
 
 // The code of the Exception that `work` throws; -1 when it throws none.
-std::int64_t codeOf(auto&& work) {
-  try {
-    work();
-    return -1;
-  } catch (const tvk::Exception& e) {
-    return e.GetCode();
-  }
+std::int64_t codeOf(auto&& work) try { return work(), -1; } catch (const tvk::Exception& e) {
+  return e.GetCode();
 }
 
 }  // namespace fuzz

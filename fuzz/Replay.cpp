@@ -8,10 +8,8 @@
 int main(int argc, char** argv) {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(argv[argc - 1])) {
-    std::ostringstream bytes;
-    bytes << std::ifstream(entry.path()).rdbuf();
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.view().data()), bytes.view().size());
-    ++count;
+    const std::string bytes = (std::ostringstream() << std::ifstream(entry.path()).rdbuf()).str();
+    count += 1 + LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
   return count == 0;  // a test without inputs shows nothing
 }
