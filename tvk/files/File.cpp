@@ -7,6 +7,7 @@
 #include <tvk/files/FileException.h>
 #include <tvk/files/FileImplStream.h>
 #include <tvk/files/FileStatus.h>
+#include <tvk/files/detail/FolderChain.h>
 #include <tvk/time/DateTime.h>
 
 namespace tvk {
@@ -100,9 +101,10 @@ void File::create(std::uint32_t mode, std::uint32_t /*extra*/) {
 }
 
 void File::adopt(int descriptor, std::uint32_t mode) {
+  detail::Descriptor owned(descriptor);
   m_impl.reset();
   auto body = std::make_unique<FileImplStream>();
-  withPath(m_name, [&] { body->adopt(m_name, descriptor, mode); });
+  withPath(m_name, [&] { body->adopt(m_name, owned.release(), mode); });
   m_impl = std::move(body);
 }
 

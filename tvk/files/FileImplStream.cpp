@@ -272,7 +272,7 @@ void FileImplStream::flush() {
   if (!forceToDisk(m_descriptor)) raise(1010);
 }
 
-bool FileImplStream::forceToDisk(int descriptor) noexcept {
+bool FileImplStream::forceToDisk(int descriptor) {
   while (fsync(descriptor) != 0) {
     if (errno == EINVAL || errno == EROFS || errno == ENOTSUP) break;
     if (errno != EINTR) return false;

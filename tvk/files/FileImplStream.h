@@ -44,7 +44,7 @@ class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<cha
 
   // Forces what the system holds of an open file or folder to disk. True also for what has nothing to force,
   // such as a device; false leaves the reason in errno.
-  static bool forceToDisk(int descriptor) noexcept;
+  static bool forceToDisk(int descriptor);
 
  private:
   // Reading and Writing only while the stream is open, allows it and was not given up.

@@ -14,9 +14,11 @@
 #include <tvk/files/FileException.h>
 #include <tvk/files/FileStatus.h>
 #include <tvk/files/Folders.h>
+#include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeCopy.h>
 #include <tvk/files/detail/TreeMove.h>
 #include <tvk/files/detail/TreeRemoval.h>
+#include <tvk/process/Platform.h>
 
 namespace tvk {
 namespace {
@@ -123,13 +125,15 @@ bool File::removeTree() {
 
 bool File::openTemporary(const FileString& folder) {
   const FileString place = folder.empty() ? tempFolder() : folder;
-  FileString path = joinedCopy(place, "kestXXXXXX");
-  const int descriptor = holdsZero(path) ? (errno = EINVAL, -1) : mkostemp(path.data(), O_CLOEXEC);
-  if (descriptor < 0) throw FileException(1006, place, errno);
   const FileString before = m_name;
+  FileString path = joinedCopy(place, "kestXXXXXX");
+  const platform::QuietScope
+      quiet;  // a thread that is cancelled while the file is made would leave it behind
+  detail::Descriptor made(holdsZero(path) ? (errno = EINVAL, -1) : mkostemp(path.data(), O_CLOEXEC));
+  if (!made) throw FileException(1006, place, errno);
   try {
     setName(path.c_str());
-    adopt(descriptor, ModeRead | ModeWrite);
+    adopt(made.release(), ModeRead | ModeWrite);
   } catch (...) {
     unlink(path.c_str());
     m_name = before;

@@ -11,23 +11,13 @@
 #include <tvk/files/File.h>
 #include <tvk/files/FileException.h>
 #include <tvk/files/FileImplStream.h>
+#include <tvk/files/detail/FolderChain.h>
 #include <tvk/process/Platform.h>
 
 namespace tvk {
 namespace {
 
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { platform::closeQuietly(m_descriptor); }
-  operator int() const noexcept { return m_descriptor; }
-  int release() noexcept { return std::exchange(m_descriptor, -1); }
-
- private:
-  int m_descriptor;
-};
+using detail::Descriptor;
 
 // A name in a folder that is removed at the end of the scope, unless it went elsewhere.
 struct TemporaryName {
@@ -83,8 +73,8 @@ void takeOver(int descriptor, const FileString& target, const struct stat& old) 
     keepsGroup = fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) == 0;
   }
   const Descriptor previous(open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (previous >= 0) platform::copyExtendedAttributes(previous, descriptor);
-  if (!keepsGroup || previous < 0) mode &= ~070u | ((mode & 07u) << 3);
+  if (previous) platform::copyExtendedAttributes(previous.get(), descriptor);
+  if (!keepsGroup || !previous) mode &= ~070u | ((mode & 07u) << 3);
   fchmod(descriptor, mode);
 }
 
@@ -107,12 +97,16 @@ void File::replaceContents(const std::function<void(File&)>& write, std::uint32_
   };
   const FileString folderPath = target.substr(0, target.size() - targetName.size());
   const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  check(folder >= 0);
-  TemporaryName fresh{folder, {}};
-  Descriptor contents(createBeside(fresh, targetName, exists ? 0600 : 0666));
-  check(contents >= 0);
-  const Descriptor kept(fcntl(contents, F_DUPFD_CLOEXEC, 0));
-  check(kept >= 0);
+  check(folder.get() >= 0);
+  TemporaryName fresh{folder.get(), {}};
+  Descriptor contents;
+  {
+    const platform::QuietScope quiet;  // a thread that is cancelled here would leave the file behind
+    contents = Descriptor(createBeside(fresh, targetName, exists ? 0600 : 0666));
+    check(contents.get() >= 0);
+  }
+  const Descriptor kept(fcntl(contents.get(), F_DUPFD_CLOEXEC, 0));
+  check(kept.get() >= 0);
 
   const FileString freshPath = joinedCopy(folderPath, FileString(fresh.text));
   try {
@@ -124,13 +118,13 @@ void File::replaceContents(const std::function<void(File&)>& write, std::uint32_
     if (e.fileName() == freshPath) e.setFileName(path);
     throw;
   }
-  if (exists) takeOver(kept, target, old);
-  check(FileImplStream::forceToDisk(kept));
+  if (exists) takeOver(kept.get(), target, old);
+  check(FileImplStream::forceToDisk(kept.get()));
   check((mode & ModeNoOverwrite) != 0
-            ? platform::renameNoReplace(folder, fresh.text.c_str(), targetName.c_str())
-            : renameat(folder, fresh.text.c_str(), folder, targetName.c_str()) == 0);
+            ? platform::renameNoReplace(folder.get(), fresh.text.c_str(), targetName.c_str())
+            : renameat(folder.get(), fresh.text.c_str(), folder.get(), targetName.c_str()) == 0);
   fresh.text.clear();
-  check(FileImplStream::forceToDisk(folder));
+  check(FileImplStream::forceToDisk(folder.get()));
 }
 
 void File::replaceContents(const void* data, std::size_t count, std::uint32_t mode) {

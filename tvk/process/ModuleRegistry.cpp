@@ -7,6 +7,7 @@
 namespace tvk {
 
 LoadedModule::~LoadedModule() {
+  const platform::QuietScope quiet;  // the module's destructors may run
   if (m_handle != nullptr) dlclose(m_handle);
 }
 

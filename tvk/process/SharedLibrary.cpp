@@ -6,6 +6,7 @@
 
 #include <tvk/files/FileStatus.h>
 #include <tvk/files/Folders.h>
+#include <tvk/process/Platform.h>
 #include <tvk/text/MessageTable.h>
 
 namespace tvk {
@@ -46,6 +47,8 @@ bool SharedLibrary::Open(const FileString& path, bool addExtension) {
     return false;
   }
   if (isFile(m_path)) m_path = realPath(m_path);
+  // A thread that is cancelled in the library's initialisers would take the loader's lock along.
+  const platform::QuietScope quiet;
   *m_handle = dlopen(m_path.c_str(), RTLD_LAZY | RTLD_GLOBAL);
   m_lastError = IsOpen() ? nullptr : dlerror();
   return IsOpen();
@@ -53,6 +56,7 @@ bool SharedLibrary::Open(const FileString& path, bool addExtension) {
 
 void SharedLibrary::Close() {
   if (!IsOpen()) return;
+  const platform::QuietScope quiet;
   if (dlclose(*m_handle) == 0) {
     *m_handle = nullptr;
     m_lastError.clear();

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include <tvk/files/detail/FolderChain.h>
 #include <tvk/process/Platform.h>
 #include <tvk/process/Singleton.h>
 
@@ -53,11 +54,10 @@ bool SystemInfoImpl::GetInterfaceAddresses(std::vector<HostAddress>& list, bool 
 
 // False when there is no socket to ask through; a question that fails counts as "no addresses".
 bool SystemInfoImpl::ReadInterfaceAddresses() {
-  const int socket = platform::openInterfaceSocket();
-  if (socket < 0) return false;
-  const auto addresses = platform::interfaceAddresses(socket);
-  close(socket);
-  for (const auto& bytes : addresses) m_interfaceAddresses.emplace_back(bytes);
+  const detail::Descriptor socket(platform::openInterfaceSocket());
+  if (!socket) return false;
+  for (const auto& bytes : platform::interfaceAddresses(socket.get()))
+    m_interfaceAddresses.emplace_back(bytes);
   return true;
 }
 
@@ -114,8 +114,8 @@ bool SystemInfo::HasDisplay() noexcept {
 }
 
 const StringBase<char>& SystemInfo::GetOsDescription() {
-  static const auto* const s_text = new StringBase<char>(describeSystem());  // never destroyed
-  return *s_text;
+  static const Lasting<StringBase<char>> s_text(describeSystem());
+  return s_text.value;
 }
 
 bool SystemInfo::GetInterfaceAddresses(std::vector<HostAddress>& list, bool useCache) {

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <tvk/process/Platform.h>
+
 namespace tvk::detail {
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
@@ -14,10 +16,8 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
 
 int Descriptor::close() noexcept {
   if (m_descriptor < 0) return 0;
-  const int before = errno;
-  const int error = ::close(release()) == 0 ? 0 : errno;
-  errno = before;
-  return error;
+  const platform::QuietScope quiet;
+  return ::close(release()) == 0 ? 0 : errno;
 }
 
 Descriptor openFolder(int parent, const char* name) {
