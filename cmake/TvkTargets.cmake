@@ -27,6 +27,11 @@ function(tvk_add_library NAME)
     # Target all_verify_interface_header_sets compiles each public header on its own.
     set_target_properties(${NAME} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
   endif()
+  # Its threads and late users may be in its code when the last module that uses it goes.
+  get_target_property(type ${NAME} TYPE)
+  if(type STREQUAL "SHARED_LIBRARY")
+    target_link_options(${NAME} PRIVATE LINKER:-z,nodelete)
+  endif()
   target_compile_features(${NAME} PUBLIC cxx_std_20)
   target_include_directories(${NAME} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

@@ -1,5 +1,7 @@
 #include <tvk/cmdline/ArgumentList.h>
 
+#include <tvk/process/Singleton.h>
+
 namespace tvk {
 
 ArgumentList::ArgumentList(std::initializer_list<const char*> texts) {
@@ -14,8 +16,8 @@ ArgumentList::ArgumentList(int argc, const char* const* argv) {
 void ArgumentList::Add(const char* text) { m_texts.push_back(text != nullptr ? text : ""); }
 
 ArgumentList& ArgumentList::OfProcess() {
-  static auto* const s_list = new ArgumentList;  // never destroyed: late readers find it whole
-  return *s_list;
+  static Lasting<ArgumentList> s_list;
+  return s_list.value;
 }
 
 }  // namespace tvk

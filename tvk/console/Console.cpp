@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -173,7 +174,7 @@ std::pair<std::string, std::size_t> fitToColumns(std::string_view text, std::siz
 class Console::OutputGuard {
  public:
   explicit OutputGuard(Console& console)
-      : m_buffer(console.EnsureInitialised()), m_lock(console.m_locks->output, std::defer_lock) {
+      : m_buffer(console.EnsureInitialised()), m_lock(console.m_locks.output, std::defer_lock) {
     if (m_buffer.OutputFunction() == nullptr) m_lock.lock();
   }
 
@@ -184,7 +185,7 @@ class Console::OutputGuard {
   std::unique_lock<CriticalSection> m_lock;
 };
 
-Console::Console() : std::iostream(&ConsoleStreamBuf::Get()), m_locks(std::make_unique<Locks>()) {}
+Console::Console() : std::iostream(&ConsoleStreamBuf::Get()) {}
 
 Console::~Console() = default;
 
@@ -200,7 +201,7 @@ Console& Console::Get() {
 
 // What an earlier user of the process-wide console set does not matter to the next one.
 void Console::StartAfresh() {
-  const CriticalSectionLock lock(m_locks->output);
+  const CriticalSectionLock lock(m_locks.output);
   copyfmt(std::ios(nullptr));
   rdbuf(&ConsoleStreamBuf::Get());
   m_width = m_height = 0;
@@ -225,7 +226,7 @@ ConsoleStreamBuf& Console::EnsureInitialised() {
 }
 
 ConsoleStreamBuf& Console::Initialise(bool isExplicit, std::uint32_t flags) {
-  const CriticalSectionLock lock(m_locks->output);
+  const CriticalSectionLock lock(m_locks.output);
   ConsoleStreamBuf& buffer = ConsoleStreamBuf::Get();
   if (Width() != 0) return buffer;
   std::uint32_t width = 0;
@@ -281,7 +282,7 @@ int Console::ReadKey(std::uint32_t flags, bool wait) {
   const bool takesInterrupt = (flags & FlagInterrupt) != 0;
   int key = 0;
   {
-    const CriticalSectionLock lock(m_locks->input);
+    const CriticalSectionLock lock(m_locks.input);
     key = readByte(takesInterrupt, wait, m_noInput);
   }
   if (key > 0) {
@@ -296,7 +297,7 @@ std::size_t Console::ReadLine(StringBase<char>& word) {
   EnsureInitialised();
   word.clear();
   if (NoInput()) return 0;
-  const CriticalSectionLock lock(m_locks->input);
+  const CriticalSectionLock lock(m_locks.input);
   return readWord(word, m_noInput);
 }
 

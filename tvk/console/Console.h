@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
-#include <memory>
 #include <mutex>
 #include <string_view>
 
@@ -167,7 +166,7 @@ class TVK_EXPORT Console : public std::iostream {
   std::atomic<bool> m_echoMode{false};
   std::atomic<bool> m_showInterrupt{false};
   std::atomic<bool> m_noInput{false};
-  std::unique_ptr<Locks> m_locks;
+  Locks m_locks;
 
   std::recursive_mutex m_pauseLock;  // one thread pauses, the others wait for it to be over
   bool m_isPausing = false;

@@ -11,7 +11,8 @@ namespace tvk {
 // stopped. One module a process: starting and stopping act on process-wide state, and destroying any module
 // clears the current one. A module inside a program that has a frame of its own must not be stopped before
 // that program ends: stopping shuts down what both use, and the program goes on with fresh process-wide
-// objects and no services. A module changes neither signals nor the locale.
+// objects and no services. A module changes neither signals nor the locale. The shared library that holds all
+// this stays loaded when the module goes.
 //
 //   class Pack : public tvk::Module { public: Pack() : Module("PK", "pack") {} } s_pack;
 //

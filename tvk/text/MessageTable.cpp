@@ -18,6 +18,7 @@
 
 #include <tvk/process/ModuleRegistry.h>
 #include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
 #include <tvk/text/BuiltinMessages.h>
 
 namespace tvk {
@@ -55,9 +56,9 @@ struct Translations {
 std::atomic<Translations*> s_translations{nullptr};
 
 Translations& translations() {
-  static auto* const s_made = new Translations;
-  s_translations.store(s_made, std::memory_order_release);
-  return *s_made;
+  static Lasting<Translations> s_made;
+  s_translations.store(&s_made.value, std::memory_order_release);
+  return s_made.value;
 }
 
 bool findTranslation(std::uint32_t code, StringBase<char>& out) {
@@ -168,19 +169,20 @@ std::vector<std::string> modulesToAsk() {
     std::uint64_t loaderState = 0;
     std::vector<std::string> paths;
   };
-  static auto* const s_known = new Known;  // never destroyed, like the texts
+  static Lasting<Known> s_lasting;
+  Known& known = s_lasting.value;
 
   const std::uint64_t state = platform::loaderState();
   {
-    const std::lock_guard lock(s_known->lock);
-    if (s_known->loaderState == state) return s_known->paths;
+    const std::lock_guard lock(known.lock);
+    if (known.loaderState == state) return known.paths;
   }
   std::vector<std::string> paths;
   for (const LoadedModule& module : LoadedModules())
     if (module.Symbol(lookUpSymbol) != nullptr) paths.push_back(module.Path());
-  const std::lock_guard lock(s_known->lock);
-  s_known->loaderState = state;
-  s_known->paths = paths;
+  const std::lock_guard lock(known.lock);
+  known.loaderState = state;
+  known.paths = paths;
   return paths;
 }
 

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include <tvk/process/Platform.h>
+#include <tvk/process/Singleton.h>
 
 namespace tvk {
 namespace {
@@ -21,10 +22,10 @@ struct Names {
 std::mutex s_lock;
 char s_codePrefix[ProgramName::maxCodePrefix + 1] = "";
 
-// Made once and never destroyed: error texts are formed until the very end of the process.
+// Error texts are formed until the very end of the process.
 Names& names() {
-  static auto* const s_names = new Names;
-  return *s_names;
+  static Lasting<Names> s_names;
+  return s_names.value;
 }
 
 void forgetIn(Slot& slot, const void* owner) {

@@ -159,11 +159,8 @@ std::int32_t standardOffset() {
   newYear.tm_mday = 1;
   mktime(&newYear);
   tzset();
-  auto listed = std::make_unique<StandardOffset>();
-  std::int32_t expected = s_unknownOffset;
   offset = static_cast<std::int32_t>(-timezone / 60);
-  if (!s_standardOffset.compare_exchange_strong(expected, offset)) return expected;
-  [[maybe_unused]] const auto* owned = listed.release();
+  if (s_standardOffset.exchange(offset) == s_unknownOffset) new StandardOffset;  // owned by the list
   return offset;
 }
 
