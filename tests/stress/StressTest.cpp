@@ -1,23 +1,20 @@
 // Many threads that do everything at once, each at random, and check what they get.
 //
-//   TVK_STRESS=SECONDS stress_tests     the long form: that long a test and 100,000 short threads
-//   TVK_STRESS_SEED=NUMBER              the same choices again; the order is the system's all the same
+//   TVK_STRESS=SECONDS stress_tests    the long form: so long a test, and 100,000 short threads
+//   TVK_STRESS_SEED=NUMBER             the same choices again; their order is the system's all the same
 #include <dlfcn.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/time.h>
 
 #include <atomic>
-#include <chrono>
-#include <fstream>
-#include <optional>
 #include <random>
 #include <thread>
 
 #include <tvk/console/Console.h>
 #include <tvk/files/CurrentProcess.h>
-#include <tvk/files/File.h>
 #include <tvk/files/FileException.h>
 #include <tvk/files/FileTreeScan.h>
 #include <tvk/process/Application.h>
@@ -26,6 +23,7 @@
 #include <tvk/process/Platform.h>
 #include <tvk/process/SystemInfo.h>
 #include <tvk/process/Thread.h>
+#include <tvk/process/detail/Sanitizers.h>
 #include <tvk/text/MessageTable.h>
 #include <tvk/text/Utf8.h>
 #include <tvk/time/DateTime.h>
@@ -34,52 +32,55 @@
 
 #include "support/Support.h"
 
-// The loader guards its memory in a way that the thread sanitizer does not see.
-extern "C" const char* __tsan_default_options() { return "atexit_sleep_ms=0:report_thread_leaks=0"; }
-extern "C" const char* __tsan_default_suppressions() { return "race:^_dl_\n"; }
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
+extern "C" const char* __tsan_default_options() { return "atexit_sleep_ms=0:report_thread_leaks=0"; }
+// The loader guards its memory in a way that the thread sanitizer does not see.
+extern "C" const char* __tsan_default_suppressions() { return "race:^_dl_\n"; }
 
 namespace {
 
 using namespace tvk;
-using namespace std::chrono_literals;
 using Random = std::minstd_rand;
 using Text = StringBase<char>;
+using Wide = StringBase<wchar_t>;
+using Library = std::unique_ptr<void, decltype([](void* handle) { dlclose(handle); })>;
 
 const char* const s_long = std::getenv("TVK_STRESS");
-const auto s_duration = std::chrono::milliseconds(s_long != nullptr ? std::atoi(s_long) * 1000 : 700);
 const char* const s_seed = std::getenv("TVK_STRESS_SEED");
 unsigned s_nextSeed = static_cast<unsigned>(s_seed != nullptr ? std::atoi(s_seed) : getpid());
 
-constexpr const char* s_name = "stress";
+const std::string s_name = "stress";
 constexpr std::size_t s_recordSize = 64;
 
-struct Frame : Module {
-  explicit Frame(const char* name) : Module("", name) {}
-};
+// What the jobs share; static destructors leave all of it alone.
+CriticalSection &s_lock = *new CriticalSection, &s_frameLock = *new CriticalSection;
+std::atomic<long> s_lockings, s_records, s_folders;
+long s_locked;
+File& s_file = *new File;
+std::atomic<bool> s_isOver, s_isDown;  // down: shut-down may come at any time
+std::atomic<bool> s_isLate;            // the frame is going or gone, and results with it
 
-// What the jobs share.
-CriticalSection& s_lock = *new CriticalSection;  // static destructors leave all of it alone
-CriticalSection& s_frameLock = *new CriticalSection;
-long s_locked = 0;
-std::atomic<long> s_lockings, s_lines, s_records;
-File* s_file;
-std::atomic<bool> s_isDown;  // services have gone down: shut-down may come at any time
-std::atomic<bool> s_isLate;  // the frame is going or gone, and results with it
+// How many jobs were done, in forked processes too.
+std::atomic<long>& s_jobsDone = *static_cast<std::atomic<long>*>(
+    mmap(nullptr, sizeof(s_jobsDone), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+
+bool isTimeOver(std::uint64_t start) {
+  return SystemInfo::GetTickCount() - start >= (s_long != nullptr ? std::stoull(s_long) * 1000 : 700);
+}
 
 std::string record(Random& random) {
   return std::string(s_recordSize - 1, static_cast<char>('a' + random() % 26)) + '\n';
 }
 
+// Leaves a scope open to the one who joins; the next thread may have its stack and its id.
 struct ShortThread : Thread {
-  void* Run(void* left) override {
-    const ErrorLocation scope("short", false);
-    ++*static_cast<std::atomic<int>*>(left);
+  void* Run(void* clean) override {
+    if (ErrorLocation::Current().empty()) ++*static_cast<std::atomic<int>*>(clean);
+    scope = std::make_unique<ErrorLocation>("short", false);
     ExitCurrent();
   }
+  std::unique_ptr<ErrorLocation> scope;
 };
-
-using Plugin = std::unique_ptr<void, decltype([](void* handle) { dlclose(handle); })>;
 
 struct Job {
   const char* name;
@@ -92,11 +93,11 @@ const Job s_jobs[] = {
       const std::string mine = std::to_string(random());
       const ErrorLocation outer(mine, false), inner("inner", true);
       return support::caught<Exception>([&] { throw Exception::Of(2005, mine); }, [&](const Exception& e) {
-        return Exception(e).what() == s_name + (", " + mine) + ", inner: error 2005 - value " + mine + " out of range.";
+        return Exception(e).what() == s_name + ", " + mine + ", inner: error 2005 - value " + mine + " out of range.";
       });
     }},
     {"file error", [](Random& random) {
-      const FileString path = "/nowhere/" + std::to_string(random());
+      const std::string path = "/nowhere/" + std::to_string(random());
       return support::caught<FileException>([&] { File(path).open(ModeRead | ModeMustExist); }, [&](const auto& e) {
         return e.GetCode() == 1001 && std::string(e.what()).find(path) != std::string::npos;
       });
@@ -115,12 +116,12 @@ const Job s_jobs[] = {
       return loadMessage("", 1001, false, text) && text == "Datei %1 fehlt";
     }},
     {"module with texts", [](Random&) {
-      const Plugin module(dlopen(TVK_TEST_MODULE, RTLD_NOW | RTLD_LOCAL));
+      const Library module(dlopen(TVK_TEST_MODULE, RTLD_NOW | RTLD_LOCAL));
       Text text;
       return module != nullptr && loadMessage("", 70001, true, text) && text == "256";
     }},
     {"module that throws", [](Random&) {
-      const Plugin module(dlopen(TVK_PLUGIN, RTLD_NOW | RTLD_LOCAL));
+      const Library module(dlopen(TVK_PLUGIN, RTLD_NOW | RTLD_LOCAL));
       const auto raise = reinterpret_cast<void (*)(int)>(dlsym(module.get(), "pluginThrow"));
       const auto codeOf = [](const auto& e) { return e.GetCode(); };
       return support::caught<FileException>([&] { raise(0); }, codeOf) == 1001 &&
@@ -130,39 +131,50 @@ const Job s_jobs[] = {
     {"frame", [](Random&) {
       if (s_isLate) return true;
       const CriticalSectionLock lock(s_frameLock);
-      Frame frame("another");
+      Module frame("", "another");
       return frame.Init() && StartUp::Get() != &frame && frame.GetName() == "another";
     }},
     {"strings", [](Random& random) {
-      const StringBase<wchar_t> wide(random() % 5000, wchar_t{0x20AC});
+      const Wide wide(random() % 5000, wchar_t{0x20AC});
       const Text narrow(random() % 5000, '\xA4');
-      return StringBase<wchar_t>::FromUtf8(wide.ToUtf8()) == wide && Text::FromUtf8(narrow.ToUtf8()) == narrow &&
-             Text(StringBase<wchar_t>(L"wide")) == "wide" && Text::Empty().empty() && separator() == "/";
+      return Wide::FromUtf8(wide.ToUtf8()) == wide && Text::FromUtf8(narrow.ToUtf8()) == narrow &&
+             Text(Wide(L"wide")) == "wide" && Text::Empty().empty() && Wide::NewLine() == L"\n" && separator() == "/";
     }},
     {"lock", [](Random&) {
       const CriticalSectionLock lock(s_lock);
-      ++s_locked, ++s_lockings;
-      return true;
+      return ++s_lockings, ++s_locked > 0;
     }},
     {"console", [](Random& random) {
       const std::string line = record(random);
-      if (random() % 2 == 0) Console::Get().PrintLine("%.63s", line.c_str());
-      else Console::Get().Printf("%s", line.c_str());
-      return ++s_lines > 0;
+      return random() % 2 == 0 ? Console::Get().PrintLine("%.63s", line.c_str()) : Console::Get().Printf("%s", line.c_str()), true;
     }},
     {"one open file", [](Random& random) {
-      s_file->write(record(random).data(), s_recordSize);
-      return ++s_records > 0 && s_file->size() % s_recordSize == 0;
+      s_file.write(record(random).data(), s_recordSize);
+      return ++s_records > 0 && s_file.size() % s_recordSize == 0;
     }},
     {"thread", [](Random& random) {
       const platform::QuietScope notCancelled;  // the thread needs what is here
       ShortThread thread;
       const Thread copy = thread;
-      std::atomic<int> left = 0;
+      std::atomic<int> clean = 0;
       const bool isJoined = random() % 2 == 0;
-      if (!thread.Start(&left, isJoined) || (isJoined && !Thread(copy).Join())) return false;
+      if (!thread.Start(&clean, isJoined) || (isJoined && !Thread(copy).Join())) return false;
       while (copy.IsValid()) Thread::Yield();
-      return left == 1;
+      return clean == 1;
+    }},
+    {"files", [](Random& random) {
+      const std::string text = record(random);
+      File folder(s_file.name() + std::to_string(getpid() + (++s_folders << 32))), file;
+      folder.createFolder();
+      file.openTemporary(folder.name());
+      file.write(text.data(), text.size());
+      file.close();
+      FileSpecification all;
+      all.folder = folder.name();
+      all.add("*");
+      FileTreeScan scan(all);
+      scan.run();
+      return scan.fileCount() == 1 && support::readWhole(file.name()) == text && folder.removeTree();
     }},
     {"system", [](Random&) {
       Text name;
@@ -173,8 +185,7 @@ const Job s_jobs[] = {
     }},
     {"time", [](Random& random) {
       const auto seconds = static_cast<std::int64_t>(random());
-      const auto time = DateTimeO::FromUnixTime(seconds, DateTimeO::LocalZone);
-      return DateTimeO::FromRfc3339(time.ToRfc3339()).ToUnixTime() == seconds;
+      return DateTimeO::FromRfc3339(DateTimeO::FromUnixTime(seconds).ToRfc3339()).ToUnixTime() == seconds;
     }},
     {"packing", [](Random& random) {
       const zed::ByteBuffer block(record(random));
@@ -184,53 +195,34 @@ const Job s_jobs[] = {
     }},
     {"shut-down", [](Random&) {
       const CriticalSectionLock lock(s_frameLock);
-      if (s_isDown) StartUp::ShutDown();
-      return true;
+      return !s_isDown || (StartUp::ShutDown(), true);
     }},
 };
 // clang-format on
 
-std::atomic<long> s_done[std::size(s_jobs)];
-
-void doOne(Random& random) {
-  const std::size_t number = random() % std::size(s_jobs);
-  if (!s_jobs[number].isRight(random) && !s_isLate) ADD_FAILURE() << s_jobs[number].name;
-  ++s_done[number];
-  if (random() % 8 == 0) Thread::Yield();
+void doMany(Random random, int count) {
+  for (; !s_isOver && count != 0; --count) {
+    const Job& job = s_jobs[random() % std::size(s_jobs)];
+    if (!job.isRight(random) && !s_isLate) ADD_FAILURE() << job.name;
+    if (++s_jobsDone % 8 == 0) Thread::Yield();
+  }
 }
 
 struct Worker : Thread {
-  void* Run(void*) override {
-    for (Random random(seed); !isOver;) doOne(random);
-    return nullptr;
-  }
-  unsigned seed = s_nextSeed++;
-  static inline std::atomic<bool> isOver{false};
+  void* Run(void*) override { return doMany(random, -1), nullptr; }
+  Random random{s_nextSeed++};
 };
 
-// Begins like a worker of a host that knows nothing of the library, and is cancelled somewhere.
-void cancelOne(unsigned seed) {
-  pthread_t thread;
-  ASSERT_EQ(0, pthread_create(
-                   &thread, nullptr,
-                   [](void* arg) -> void* {
-                     for (Random random(*static_cast<unsigned*>(arg));;) doOne(random);
-                   },
-                   &seed));
-  std::this_thread::sleep_for(std::chrono::microseconds(seed * 7919 % 3000));
-  EXPECT_EQ(0, pthread_cancel(thread));
-  EXPECT_EQ(0, pthread_join(thread, nullptr));
-}
-
-// Every job by many threads, with signals and cancelled threads in between; the console's lines are answered.
+// Every job by many threads, with signals and cancelled threads in between; answers the console's lines.
 std::string mixedWork(bool isDown) {
   return support::inOwnProcess([isDown] {
     const support::ScopedFolder folder;
-    Frame frame(s_name);
+    const support::DescriptorWatch descriptors;
+    Module frame("", s_name.c_str());
     ASSERT_TRUE(frame.Init() && (!isDown || frame.Exit()));
     s_isDown = isDown;
-    s_file = new File(folder / "records");
-    s_file->open(ModeWriteCreate | ModeAppend);
+    s_file.setName((folder / "records").c_str());
+    s_file.open(ModeWriteCreate | ModeAppend);
     struct sigaction action {};
     action.sa_handler = [](int) {};
     sigaction(SIGPROF, &action, nullptr);
@@ -239,15 +231,19 @@ std::string mixedWork(bool isDown) {
 
     std::vector<Worker> workers(16);
     for (Worker& worker : workers) ASSERT_TRUE(worker.Start(nullptr, true));
-    const auto end = std::chrono::steady_clock::now() + s_duration;
-    while (std::chrono::steady_clock::now() < end) cancelOne(s_nextSeed++);
-    Worker::isOver = true;
+    for (const std::uint64_t start = SystemInfo::GetTickCount(); !isTimeOver(start);) {
+      std::thread cancelled(doMany, Random(s_nextSeed++), TVK_ADDRESS_SANITIZER ? 10 : -1);
+      std::this_thread::sleep_for(std::chrono::microseconds(s_nextSeed * 7919 % 3000));
+      if (!TVK_ADDRESS_SANITIZER) pthread_cancel(cancelled.native_handle());
+      cancelled.join();
+    }
+    s_isOver = true;
     for (Worker& worker : workers) EXPECT_TRUE(worker.Join());
 
     setitimer(ITIMER_PROF, &never, nullptr);
-    s_file->close();
+    s_file.close();
     EXPECT_GE(std::filesystem::file_size(folder / "records"), s_records * s_recordSize);
-    EXPECT_GE(s_locked, s_lockings);
+    EXPECT_EQ(s_locked, s_lockings);
   });
 }
 
@@ -257,82 +253,66 @@ TEST(Stress, EverythingAtOnce) {
     for (std::string line; std::getline(lines, line);)
       ASSERT_TRUE(line == std::string(s_recordSize - 1, line[0])) << line;
   }
-}
-
-std::size_t memoryInUse() {
-  if (__sanitizer_get_current_allocated_bytes != nullptr) return __sanitizer_get_current_allocated_bytes();
-  const auto info = mallinfo2();
-  return info.uordblks + info.hblkhd;
+  std::printf("%ld jobs\n", s_jobsDone.load());
 }
 
 TEST(Stress, ShortThreadsLeaveNothingBehind) {
-  support::inOwnProcess([] {
-    Frame frame(s_name);
-    ASSERT_TRUE(frame.Init());
-    const auto runMany = [](int count) {
-      std::atomic<int> left = 0;
-      for (int i = 0; i < count; i += 4) {
-        ShortThread threads[4];
-        for (ShortThread& thread : threads) ASSERT_TRUE(thread.Start(&left, true));
-        for (ShortThread& thread : threads) EXPECT_TRUE(thread.Join());
-      }
-      EXPECT_EQ(left, count);
-    };
-    runMany(1000);
-    const support::DescriptorWatch descriptors;
-    const auto mappings = [] { return std::ranges::count(support::readWhole("/proc/self/maps"), '\n'); };
-    const auto before = mappings();
-    const std::size_t memory = memoryInUse();
-    runMany(s_long != nullptr ? 100'000 : 2000);
-    EXPECT_LE(memoryInUse(), memory + 16 * 1024);
-    EXPECT_LE(mappings(), before + 8);
-    EXPECT_EQ(ErrorLocation::Current(), "");
-  });
+  const auto runMany = [](int count) {
+    std::atomic<int> clean = 0;
+    for (int i = 0; i < count; i += 4) {
+      ShortThread threads[4];
+      for (ShortThread& thread : threads) ASSERT_TRUE(thread.Start(&clean, true));
+      for (ShortThread& thread : threads) EXPECT_TRUE(thread.Join());
+    }
+    EXPECT_EQ(clean, count);
+  };
+  const auto memory = [] {
+    if (__sanitizer_get_current_allocated_bytes != nullptr) return __sanitizer_get_current_allocated_bytes();
+    return mallinfo2().uordblks + mallinfo2().hblkhd;
+  };
+  const auto mappings = [] { return std::ranges::count(support::readWhole("/proc/self/maps"), '\n'); };
+  runMany(1000);
+  const support::DescriptorWatch descriptors;
+  const auto mappingsBefore = mappings();
+  const auto memoryBefore = memory();
+  runMany(s_long != nullptr ? 100'000 : 2000);
+  EXPECT_LE(memory(), memoryBefore + 16 * 1024);
+  EXPECT_LE(mappings(), mappingsBefore + 8);
 }
 
-// The process ends in every way while threads that nobody joins are inside the library, and so does a static
-// object.
+// The process ends in every way while threads that nobody joins are in the library, and a static object too.
 struct LateUser {
-  ~LateUser() {
-    Random random(s_nextSeed);
-    for (int i = 0; s_isLate && i < 20; ++i) doOne(random);
-  }
+  ~LateUser() { doMany(Random(s_nextSeed), s_isLate ? 20 : 0); }
 } s_lateUser;
 
 struct Program : Application {
-  explicit Program(unsigned way) : Application("", s_name), m_way(way) {}
+  explicit Program(unsigned way) : Application("", s_name.c_str()), m_way(way) {}
   std::int32_t Main() override {
     s_isLate = true;
-    for (int i = 0; i < 4; ++i)
-      std::thread([random = Random(s_nextSeed++)]() mutable {
-        for (;;) doOne(random);
-      }).detach();
+    for (int i = 0; i < 4; ++i) std::thread(doMany, Random(s_nextSeed++), -1).detach();
     std::this_thread::sleep_for(std::chrono::microseconds(s_nextSeed * 7919 % 5000));
-    if (m_way == 1) throw Exception::Of(2005, "late");
+    if (m_way == 3) throw Exception::Of(2005, "late");
     if (m_way == 2) Terminate(2);
-    if (m_way == 4) std::exit(4);
+    if (m_way == 1) std::exit(1);
     return 0;
   }
-  unsigned m_way;
+  unsigned m_way;  // and the exit status
 };
 
 TEST(Stress, EndsOfTheProcessUnderLateUsers) {
   const support::ScopedFolder folder;
-  const auto end = std::chrono::steady_clock::now() + s_duration;
-  constexpr int statusOf[] = {0, 3, 2, 0, 4};
+  const std::uint64_t start = SystemInfo::GetTickCount();
   unsigned round = 0;
-  do {
-    const unsigned way = round % std::size(statusOf);
-    s_nextSeed += 7;
+  for (; round < 4 || !isTimeOver(start); ++round, s_nextSeed += 7) {
     const auto result = support::inChild([&] {
       alarm(60);
-      s_file = new File(folder / "records");
-      s_file->open(ModeWriteCreate | ModeAppend);
-      Program program(way);
+      s_file.setName((folder / "records").c_str());
+      s_file.open(ModeWriteCreate | ModeAppend);
+      const Program program(round % 4);
       return Application::Main(0, nullptr);
     });
-    ASSERT_EQ(result.status, statusOf[way]) << way << result.errors << "seed " << s_nextSeed;
-  } while (++round < std::size(statusOf) || std::chrono::steady_clock::now() < end);
+    ASSERT_EQ(result.status, round % 4) << result.errors << "round " << round << ", seed " << s_nextSeed;
+  }
   std::printf("%u processes\n", round);
 }
 

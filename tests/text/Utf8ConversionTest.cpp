@@ -1,8 +1,5 @@
 #include <tvk/text/Utf8Conversion.h>
 
-#include <atomic>
-#include <thread>
-
 #include "support/Support.h"
 
 using Narrow = tvk::StringBase<char>;
@@ -30,15 +27,4 @@ TEST(Utf8Conversion, AllOrNothing) {
   EXPECT_EQ(toWide.Convert("ok\xFF"sv, wide) + wide.size(), 0u) << "also right after a success";
   EXPECT_EQ((tvk::Utf8Conversion<Wide, tvk::Utf8>::Get().Convert(L"\xD800", utf8)) + utf8.Size(), 0u);
   EXPECT_TRUE(Narrow(tvk::Utf8("ok\xFF")).empty() && Wide::FromUtf8(nullptr).empty());
-}
-
-TEST(Utf8Conversion, OneConverterServesManyThreads) {
-  std::vector<std::thread> threads;
-  std::atomic<int> wrong = 0;
-  for (const std::size_t size : {1000u, 1001u, 1002u, 1003u})
-    threads.emplace_back([&wrong, text = Wide(size, wchar_t{0x20AC})] {
-      for (int i = 0; i < 50; ++i) wrong += Wide::FromUtf8(text.ToUtf8()) != text;
-    });
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(wrong, 0);
 }
