@@ -61,7 +61,8 @@ const Works rooms = {
      [] {
        Console& console = Console::Get();
        console.SetFlags(Console::FlagPage | Console::FlagTerminalSize, true);
-       for (int line = 0; line < 30; ++line) console.PrintLine("%400d", line);  // more than a small pipe holds
+       for (int line = 0; line < 30; ++line)
+         console.PrintLine("%400d", line);  // more than a small pipe holds
        console.Progress("%s", "half way");
        tvk::StringBase<char> word;
        console.ReadLine(word);
@@ -138,7 +139,7 @@ const Works waits = {
      }},
     {"progress",
      [] {
-       for (int n = 0; n < 50; ++n, usleep(2000)) console().Progress("%d", n);
+       for (int n = 0; n < 1000; ++n, usleep(2000)) console().Progress("%d", n);
      }},
 };
 
