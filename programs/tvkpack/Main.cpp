@@ -3,9 +3,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -183,7 +185,10 @@ class Program : public tvk::Application {
 }  // namespace
 }  // namespace tvkpack
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   tvkpack::Program program;
   return tvk::Application::Main(argc, argv);
+} catch (const std::bad_alloc&) {  // no frame stands yet that could tell
+  std::fputs("tvkpack: no more RAM available.\n", stderr);
+  return 3;
 }

@@ -63,11 +63,11 @@ auto again(Call call) {
 }
 
 std::string randomName() {
-  static thread_local std::random_device s_source;
+  std::random_device source;
   constexpr char digits[] = "0123456789abcdefghijklmnopqrstuv";
   std::string name(leftoverPrefix);
   for (int i = 0; i < 2; ++i)
-    for (std::uint32_t bits = s_source(), n = 0; n < 6; ++n, bits >>= 5) name += digits[bits & 31];
+    for (std::uint32_t bits = source(), n = 0; n < 6; ++n, bits >>= 5) name += digits[bits & 31];
   return name;
 }
 

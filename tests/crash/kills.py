@@ -2,15 +2,15 @@
 """Kills tvkpack at its system calls, one run for each call of all its threads together, and looks at what is left:
 every file whole in one form or in both, and a second run that completes the work.
 
-  kills.py tvkpack=PATH kill_at=PATH             a sample of the calls
-  kills.py --whole tvkpack=PATH kill_at=PATH     every call
+  kills.py tvkpack=PATH at_call=PATH fault_shim=PATH             a sample of the calls
+  kills.py --whole tvkpack=PATH at_call=PATH fault_shim=PATH     every call
 """
 import os
 import time
 
 from support import *
 
-# What is killed, its options, and how the tree has been prepared: by runs with these options.
+# What is killed, its options, how the tree has been prepared - by runs with these options -, and a call that fails.
 MODES = [
     ("pack", ["-pack", "-jobs=1"], []),
     ("pack with 4 jobs", ["-pack", "-jobs=4"], []),
@@ -18,12 +18,14 @@ MODES = [
     ("unpack with 4 jobs", ["-unpack", "-jobs=4"], [["-pack"]]),
     ("pack over packed files", ["-pack", "-jobs=1", "-overwrite"], [["-pack", "-keep"]]),
     ("unpack over files", ["-unpack", "-jobs=1", "-overwrite"], [["-pack", "-keep"]]),
+    ("pack where a rename may always replace", ["-pack", "-jobs=1"], [], "renameat2:1+:EINVAL"),
 ]
 
 
-def killed(options, call, tree):
+def killed(options, call, tree, fault):
     """Runs tvkpack up to a system call, without end for 0; its status and the calls counted."""
-    status, _, _ = run(programs.kill_at, str(call), folder + b"/count", programs.tvkpack, "-recurse", *options, tree)
+    status, _, _ = run(programs.at_call, "kill", str(call), folder + b"/count", programs.tvkpack, "-recurse", *options, tree,
+                       env={"LD_PRELOAD": programs.fault_shim, "TVK_FAULT": fault} if fault else {})
     return status, int(contents_of(folder + b"/count"))
 
 
@@ -31,13 +33,13 @@ def pack(*options):
     return run(programs.tvkpack, "-recurse", *options, tree)
 
 
-def kill_everywhere(name, options, preparations):
+def kill_everywhere(name, options, preparations, fault=None):
     copy_tree(original, start)
     for preparation in preparations:
         require(run(programs.tvkpack, "-recurse", *preparation, start)[0] == 0, name, "prepare")
     expected = plain_state(state(original))
     copy_tree(start, tree)
-    status, calls = killed(options, 0, tree)
+    status, calls = killed(options, 0, tree, fault)
     require(status == 0, name, "status", status)
     final = state(tree)
     require(check_whole(expected, final, name) == set() and not leftovers(final), name)
@@ -48,7 +50,7 @@ def kill_everywhere(name, options, preparations):
     for call in range(1, calls + 100, 1 if programs.whole else calls // 5):
         where = f"{name}, killed at call {call}:"
         copy_tree(start, tree)
-        status, _ = killed(options, call, tree)
+        status, _ = killed(options, call, tree, fault)
         if status == 0 and call > 1 and call >= calls - 50:
             break  # it makes fewer calls this time: the threads part the work differently
         require(status == 137, where, "status", status)

@@ -4,7 +4,7 @@ import contextlib
 import gzip
 import os
 import random
-import shutil
+import signal
 import socket
 import stat
 import subprocess
@@ -38,6 +38,7 @@ def work_folder():
     """A fresh folder, in memory where possible, that is gone at the end; its path is bytes."""
     place = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
     folder = tempfile.mkdtemp(prefix="tvk-crash-", dir=place)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("terminated"))
     try:
         yield os.fsencode(folder)
     finally:

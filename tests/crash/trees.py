@@ -6,18 +6,15 @@ touched, nothing hangs, and memory stays bounded.
   trees.py tvkpack=PATH tree_work=PATH             a sample: fewer rounds, and no large folders
   trees.py --whole tvkpack=PATH tree_work=PATH     all of it; needs 2 GB in the temporary folder
 """
-import ctypes
 import os
+import re
 import resource
 import signal
-import threading
 import time
 
 from support import *
 
-RENAME_EXCHANGE = 2
 MARK = b"OUTSIDE"
-AT_FDCWD = -100
 
 
 def work(operation, *paths, status=None, **options):
@@ -98,10 +95,6 @@ def check_names():
     print(f"odd names and files: {len(before)} entries", flush=True)
 
 
-def exchange(first, second):
-    return libc.renameat2(AT_FDCWD, first, AT_FDCWD, second, RENAME_EXCHANGE)
-
-
 @contextlib.contextmanager
 def meanwhile(mischief):
     """Does this again and again, in a process of its own, as long as the block runs."""
@@ -123,104 +116,76 @@ def meanwhile(mischief):
         os.waitpid(child, 0)
 
 
-def race_tree():
+def race_tree(is_packed=False):
     """A tree below "above", and one outside with the same names and marked contents."""
     run("rm", "-rf", folder + b"/above", folder + b"/outside", folder + b"/copy")
     for place, text in ((folder + b"/above/tree", b""), (folder + b"/outside", MARK)):
         for sub in (b"", b"/sub", b"/sub/deep", b"/sub/deep/er"):
             os.makedirs(place + sub)
-            for n in range(6):
+            for n in range(3):
                 write(place + sub + b"/f%d" % n, text + b"contents " * 50)
     write(folder + b"/outside/sub/deep/only-outside", MARK)
     tree = folder + b"/above/tree"
+    if is_packed:
+        for place in (tree, folder + b"/outside"):
+            require(run(programs.tvkpack, "-recurse", place)[0] == 0, "packing")
     os.symlink(folder + b"/outside", folder + b"/above/link")
     os.symlink(folder + b"/outside/sub", tree + b"/link")
     os.symlink(folder + b"/outside/sub/deep", tree + b"/sub/link")
-    os.symlink(folder + b"/outside/f0", tree + b"/zlink")
+    os.symlink(folder + b"/outside/f0" + b".gz" * is_packed, tree + b"/zlink")
     os.mkfifo(tree + b"/zpipe")
     return tree
 
 
-# What is swapped while a tree is worked on: names in the tree, or at its top.
-SWAPS = {
-    "the tree and a link": [(b"../tree", b"../link")],
-    "folders and links": [(b"sub", b"link"), (b"sub/deep", b"sub/link")],
-    "files, links and FIFOs": [(b"f0", b"zlink"), (b"f1", b"zpipe")],
-    "folders, files and FIFOs": [(b"sub", b"f2"), (b"sub/deep", b"zpipe"), (b"sub/f0", b"sub/deep")],
-}
+# What a user who owns the folders swaps while they are worked on: names below the tree, or the tree itself.
+SWAPS = [(b"../tree", b"../link"), (b"sub", b"link"), (b"sub/deep", b"sub/link"), (b"f0", b"zlink"), (b"f1", b"zpipe"),
+         (b"sub", b"f2"), (b"sub/deep", b"zpipe"), (b"sub/f0", b"sub/deep")]
 
 
-def check_races(rounds):
-    """Somebody who owns the folders swaps what is in them, all the time."""
+def check_swaps():
+    """Swaps at each system call, for good or for the time of a few calls."""
     place = other_device(folder)
-    for what, swaps in SWAPS.items():
-        started = time.time()
-        for number in range(rounds):
-            for operation in ("pack", "remove", "scan", "copy", "move"):
-                tree = race_tree()
-                outside = state(folder + b"/outside")
-                target = folder + b"/copy"
-                if operation == "move" and place:
-                    target = tempfile.mkdtemp(prefix=b"tvk-crash-", dir=place)
-                pairs = [(tree + b"/" + first, tree + b"/" + second) for first, second in swaps]
-                if b"../tree" in swaps[0]:
-                    pairs = [(folder + b"/above/tree", folder + b"/above/link")]
+    count = folder + b"/count"
+    for operation in ("pack", "unpack", "remove", "scan", "copy", "move"):
+        def swapped(call, span, first, second):
+            target = folder + b"/copy"
+            if operation == "move" and place:
+                target = there + b"/copy"
+            command = ([programs.tvkpack, "-recurse", "-jobs=1", "-" + operation, tree] if "pack" in operation else
+                       [programs.tree_work, operation, tree, target])
+            first, second = (re.sub(rb"(/f\d)$", rb"\1.gz" if operation == "unpack" else rb"\1", name)
+                             for name in (first, second))
+            done = run(programs.at_call, "swap", first, second, str(span), str(call), count, *command, timeout=30)
+            return done, int(contents_of(count)), target
 
-                def mischief():
-                    for first, second in pairs:
-                        exchange(first, second)
-
-                where = f"{what} swapped during {operation}, round {number}:"
-                with meanwhile(mischief):
-                    if operation == "pack":
-                        # The way that the user named may lead anywhere when the run begins, not later.
-                        if what == "the tree and a link":
-                            pass
-                        else:
-                            done = run(programs.tvkpack, "-recurse", f"-jobs={number % 2 + 1}", tree)
-                            require(done[0] in (0, 4), where, done)
-                    elif operation in ("remove", "scan"):
-                        listed = work(operation, tree)[1]
-                        require(what == "the tree and a link" or b"only-outside" not in listed, where, listed)
-                    else:
-                        work(operation, tree, target)
-                require(state(folder + b"/outside") == outside, where, "touched")
-                if operation in ("copy", "move"):
-                    for name, entry in state(target).items():
-                        require(entry[0] != stat.S_IFREG or not entry[5].startswith(MARK), where, name, "was copied")
-                if operation == "pack":
-                    for name, entry in state(folder + b"/above").items():
-                        if is_packed(name, entry):
-                            require((unpacked(entry[5]) or MARK).startswith(b"contents"), where, name)
-                if target != folder + b"/copy":
-                    run("rm", "-rf", target)
-        print(f"{what}: {rounds} rounds, {time.time() - started:.0f} s", flush=True)
-
-
-def check_root_swap(rounds):
-    """The folder that the user named becomes a link while the files in it are packed, or unpacked."""
-    for number in range(rounds):
-        tree = race_tree()
-        for place in (tree, folder + b"/outside"):
-            for n in range(300):
-                write(place + b"/more%d" % n, (MARK if place != tree else b"") + b"contents " * 50)
-        outside = state(folder + b"/outside")
-        swapped = threading.Event()
-
-        def swap_when_begun():
-            end = time.time() + 30
-            while time.time() < end and not any(name.endswith(b".gz") for name in os.listdir(tree)):
-                pass
-            exchange(folder + b"/above/tree", folder + b"/above/link")
-            swapped.set()
-
-        thread = threading.Thread(target=swap_when_begun)
-        thread.start()
-        status, output, errors = run(programs.tvkpack, "-recurse", tree)
-        thread.join()
-        require(status == 4 and b"TP1002" in output + errors, "root swapped:", status, output[-300:])
-        require(state(folder + b"/outside") == outside, "root swapped: outside touched")
-    print(f"the named folder swapped for a link: {rounds} rounds", flush=True)
+        there = tempfile.mkdtemp(prefix=b"tvk-crash-", dir=place or folder)
+        tree = race_tree(operation == "unpack")
+        end = swapped(0, 0, b"", b"")[1]
+        begin = {"pack": 150, "unpack": 150}.get(operation, 60)
+        runs = 0
+        for pair in SWAPS:
+            for span in (0, 2) if "pack" in operation or not programs.whole else (0, 1, 3):
+                step = 1 if programs.whole else (end - begin) // 2 + pair[0][0]
+                for call in range(begin + runs % step, end + 1, step):
+                    run("rm", "-rf", there + b"/copy")
+                    tree = race_tree(operation == "unpack")
+                    outside, inside = state(folder + b"/outside"), state(tree)
+                    where = f"{pair} swapped at call {call} of {operation} for {span} calls:"
+                    done, _, target = swapped(call, span, *(os.path.normpath(tree + b"/" + name) for name in pair))
+                    runs += 1
+                    require(done[0] in (0, 1, 3, 4), where, done)
+                    at_top = pair[0] == b"../tree"
+                    now = state(folder + b"/outside")
+                    # What the user named may lead anywhere when the run begins, but to one place only.
+                    real = folder + (b"/above/tree" if os.path.isdir(tree) and not os.path.islink(tree) else b"/above/link")
+                    require(now == outside or (at_top and "pack" in operation and state(real) == inside), where, "touched")
+                    if operation == "scan":
+                        require(b"only-outside" not in done[1] or (at_top and b"zpipe" not in done[1]), where, done[1])
+                    if operation in ("copy", "move") and not os.path.islink(target):
+                        for name, entry in state(target).items():
+                            require(entry[0] != stat.S_IFREG or not entry[5].startswith(MARK), where, name, "was copied")
+        run("rm", "-rf", there)
+        print(f"{operation}: {end} calls, {runs} swaps", flush=True)
 
 
 def check_changing_files(rounds):
@@ -230,13 +195,13 @@ def check_changing_files(rounds):
             tree = race_tree()
 
             def mischief():
-                for n in range(6):
+                for n in range(3):
                     path = tree + b"/sub/f%d" % n
                     with contextlib.suppress(OSError):
-                        if n < 2:
+                        if n < 1:
                             with open(path, "ab") as file:
                                 file.write(b"contents " * 1000)
-                        elif n < 4:
+                        elif n < 2:
                             os.truncate(path, number * 7 % 400)
                         else:
                             os.unlink(path)
@@ -300,30 +265,26 @@ def measured(program, *arguments, limit, status=(0,)):
 
 def check_large(entries):
     """One folder with very many entries."""
-    large = tempfile.mkdtemp(prefix=b"tvk-crash-", dir=b"/var/tmp")
-    try:
-        os.mkdir(large + b"/in")
-        write(large + b"/in/first", b"")
-        for n in range(entries - 1):
-            if n % 30000 == 0:  # below the number of links that a file may have
-                write(large + b"/in/file%07d" % n, b"")
-                source = large + b"/in/file%07d" % n
-            else:
-                os.link(source, large + b"/in/file%07d" % n)
-        figures = [measured(programs.tree_work, "scan", large + b"/in", limit=400),
-                   measured(programs.tvkpack, "-recurse", large + b"/in", limit=600),
-                   measured(programs.tvkpack, "-quiet", large + b"/in", limit=600),
-                   measured(programs.tree_work, "copy", large + b"/in", large + b"/copy", limit=100),
-                   measured(programs.tree_work, "remove", large + b"/copy", limit=100)]
-        os.mkdir(large + b"/folders")
-        for n in range(entries // 4):
-            os.mkdir(large + b"/folders/folder%07d" % n)
-        figures += [measured(programs.tree_work, "scan", large + b"/folders", limit=400),
-                    measured(programs.tree_work, "copy", large + b"/folders", large + b"/copy", limit=400),
-                    measured(programs.tree_work, "remove", large + b"/copy", limit=400)]
-        print(f"{entries} entries in a folder, then {entries // 4} folders: " + ", ".join(figures), flush=True)
-    finally:
-        run("rm", "-rf", large, timeout=600)
+    os.mkdir(folder + b"/in")
+    write(folder + b"/in/first", b"")
+    for n in range(entries - 1):
+        if n % 30000 == 0:  # below the number of links that a file may have
+            write(folder + b"/in/file%07d" % n, b"")
+            source = folder + b"/in/file%07d" % n
+        else:
+            os.link(source, folder + b"/in/file%07d" % n)
+    figures = [measured(programs.tree_work, "scan", folder + b"/in", limit=250),
+               measured(programs.tvkpack, "-recurse", folder + b"/in", limit=450),
+               measured(programs.tvkpack, "-quiet", folder + b"/in", limit=450),
+               measured(programs.tree_work, "copy", folder + b"/in", folder + b"/copy", limit=50),
+               measured(programs.tree_work, "remove", folder + b"/copy", limit=50)]
+    os.mkdir(folder + b"/folders")
+    for n in range(entries // 4):
+        os.mkdir(folder + b"/folders/folder%07d" % n)
+    figures += [measured(programs.tree_work, "scan", folder + b"/folders", limit=100),
+                measured(programs.tree_work, "copy", folder + b"/folders", folder + b"/copy", limit=50),
+                measured(programs.tree_work, "remove", folder + b"/copy", limit=50)]
+    print(f"{entries} entries in a folder, then {entries // 4} folders: " + ", ".join(figures), flush=True)
 
 
 def moved_and_back(tree):
@@ -362,13 +323,11 @@ def check_deep(depth, name):
 
 
 programs = arguments(__doc__)
-libc = ctypes.CDLL(None, use_errno=True)
 with work_folder() as folder:
     begin = time.time()
     check_names()
     check_waiting()
-    check_races(150 if programs.whole else 1)
-    check_root_swap(10 if programs.whole else 1)
+    check_swaps()
     check_changing_files(60 if programs.whole else 1)
     check_deep(5000 if programs.whole else 500, b"d" * 20)
     if programs.whole:

@@ -1,9 +1,17 @@
-/* Runs a program and kills it when its threads together come to their n-th system call, before that call is
-   made: kill_at N COUNT PROGRAM ARGUMENTS... With 0 it is never killed. The number of the calls goes to the
-   file COUNT; the exit status is that of the program, 137 when it was killed. */
+/* Runs a program and does something when its threads together come to their n-th system call, before that call is
+   made: kills it, or exchanges what two names stand for and puts them back SPAN calls later (never for 0).
+
+     at_call kill N COUNT PROGRAM ARGUMENTS...
+     at_call swap NAME NAME SPAN N COUNT PROGRAM ARGUMENTS...
+
+   With N 0 nothing is done. The number of the calls goes to the file COUNT; the exit status is that of the program,
+   137 when it was killed. */
+#define _GNU_SOURCE
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/ptrace.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -17,15 +25,18 @@ static int comes_to_call(pid_t thread, int status) {
 }
 
 int main(int argc, char** argv) {
-  const long last = argc > 3 ? strtol(argv[1], NULL, 10) : 0;
+  const int swaps = argc > 7 && strcmp(argv[1], "swap") == 0;
+  char** const run = argv + (swaps ? 5 : 2);
+  if (argc < 5) return 2;
+  const long first = strtol(run[0], NULL, 10);
+  const long second = swaps && strtol(argv[4], NULL, 10) > 0 ? first + strtol(argv[4], NULL, 10) : first;
   long calls = 0;
   int status, result = 0;
-  if (argc < 4) return 2;
   const pid_t program = fork();
   if (program == 0) {
     ptrace(PTRACE_TRACEME, 0, NULL, NULL);
     raise(SIGSTOP);
-    execv(argv[3], argv + 3);
+    execv(run[2], run + 2);
     _exit(127);
   }
   if (program < 0 || waitpid(program, &status, 0) != program || !WIFSTOPPED(status)) return 2;
@@ -40,13 +51,16 @@ int main(int argc, char** argv) {
       continue;
     }
     if (comes_to_call(thread, status)) {
-      if (++calls == last) kill(program, SIGKILL);
+      ++calls;
+      const int isTime = first > 0 && (calls == first || calls == second);
+      if (isTime && swaps) renameat2(AT_FDCWD, argv[2], AT_FDCWD, argv[3], RENAME_EXCHANGE);
+      if (isTime && !swaps) kill(program, SIGKILL);
     } else if (WSTOPSIG(status) != (SIGTRAP | 0x80) && WSTOPSIG(status) != SIGTRAP &&
                WSTOPSIG(status) != SIGSTOP) {
       signal = WSTOPSIG(status);
     }
     ptrace(PTRACE_SYSCALL, thread, NULL, signal);
   }
-  FILE* const count = fopen(argv[2], "w");
+  FILE* const count = fopen(run[1], "w");
   return count != NULL && fprintf(count, "%ld\n", calls) > 0 && fclose(count) == 0 ? result : 2;
 }
