@@ -331,7 +331,10 @@ with work_folder() as folder:
     begin = time.time()
     check_names()
     check_waiting()
-    check_swaps()
+    if may_trace(folder, programs.at_call):
+        check_swaps()
+    else:
+        print("not tried: swaps, without the right to trace a program")
     check_changing_files(60 if programs.whole else 1)
     check_deep(5000 if programs.whole else 500, b"d" * 20)
     if programs.whole:

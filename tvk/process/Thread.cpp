@@ -246,7 +246,7 @@ bool Thread::Start(void* arg, bool joinable) {
   m_record->GiveUpActivity();
 
   pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
+  if (pthread_attr_init(&attributes) != 0) return false;
   if (joinable) {
     pthread_attr_setstacksize(&attributes, s_joinableStackSize);
   } else {

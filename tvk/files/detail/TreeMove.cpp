@@ -45,8 +45,10 @@ int moveByCopy(const std::string& source, const struct stat& from, const std::st
     if (S_ISDIR(from.st_mode) != S_ISDIR(to->st_mode)) return S_ISDIR(to->st_mode) ? EISDIR : ENOTDIR;
     if ((S_ISDIR(to->st_mode) ? rmdir(place.c_str()) : unlink(place.c_str())) != 0) return errno;
   }
-  const int error = copyTree(source, place, CopyMode::Exact);
-  return error != 0 ? error : removeTree(source);
+  if (const int error = copyTree(source, place, CopyMode::Exact); error != 0) return error;
+  struct stat now;  // only what was copied may go
+  if (lstat(source.c_str(), &now) != 0) return errno;
+  return identityOf(now) == identityOf(from) ? removeTree(source) : ESTALE;
 }
 
 }  // namespace
