@@ -5,7 +5,6 @@ nothing is left over, the exit status tells of it, and a later run completes the
   faults.py tvkpack=PATH fault_shim=PATH             a sample
   faults.py --whole tvkpack=PATH fault_shim=PATH     every byte, and every call and allocation with each error that fits
 """
-import ctypes
 import os
 import re
 import time
@@ -45,6 +44,20 @@ def check(name, options, expected, final, fault, **variables):
     return now != final or status != 0
 
 
+def fitting_errors():
+    """What the shim has for each call; asked in a process of its own, since it may be built with a sanitizer."""
+    ask = """import ctypes, sys
+shim = ctypes.CDLL(sys.argv[1])
+shim.faultCall.restype = shim.faultErrors.restype = ctypes.c_char_p
+for call in range(1000):
+    name = shim.faultCall(call)
+    if name is None: break
+    print(name.decode(), shim.faultErrors(call).decode())"""
+    status, output, errors = run(sys.executable, "-c", ask, programs.fault_shim)
+    require(status == 0, "asking the shim:", errors)
+    return {line.split()[0]: line.replace("ENOTSUP", "EOPNOTSUPP").split()[1:] for line in output.decode().splitlines()}
+
+
 def go_through(name, options, preparation):
     copy_tree(original, start)
     if preparation:
@@ -60,13 +73,9 @@ def go_through(name, options, preparation):
     quotas = range(0, room + 2, 1 if programs.whole else room // 4)
     for quota in quotas:
         check(name, options + ["-quiet"], expected, final, None, TVK_FAULT_BYTES=str(quota))
-    shim = ctypes.CDLL(programs.fault_shim)
-    shim.faultCall.restype = shim.faultErrors.restype = ctypes.c_char_p
-    fits = {"any": "EIO"}
-    while shim.faultCall(len(fits) - 1):
-        fits[shim.faultCall(len(fits) - 1).decode()] = shim.faultErrors(len(fits) - 1).decode()
+    fits = {"any": ["EIO"], **fitting_errors()}
     faults = [(call, f"{call}:{use}{more}:{error}") for call, count in uses.items() if call != "fired"
-              for use in range(1, count + 1) for error in fits[call].replace("ENOTSUP", "EOPNOTSUPP").split()
+              for use in range(1, count + 1) for error in fits[call]
               for more in (("", "+") if call != "malloc" and error in ("EIO", "ENOSPC", "EMFILE") else ("",))]
     faults = [each for each in faults if each[1].split("+")[-1] != ":EINTR"]  # again and again is no failure
     faults = faults[::1 if programs.whole else len(faults) // 12]
