@@ -63,3 +63,24 @@ build() {
   cmake --preset "$preset" "$@"
   cmake --build --preset "$preset"
 }
+
+# step NAME COMMAND...: runs it with its output in a log below $logs, and prints how it went. Steps that fail are
+# noted in `failed`, and the end of their log is shown.
+failed=()
+step() {
+  local name=$1 start=$SECONDS result=ok
+  shift
+  mkdir -p "$logs"
+  local log=$logs/${name// /-}.log
+  # Not in a condition: there set -e would not stop a function at its first failure.
+  set +e
+  (set -e; "$@") >"$log" 2>&1 </dev/null
+  local status=$?
+  set -e
+  if ((status)); then
+    result=FAILED
+    failed+=("$name")
+    tail -n 150 "$log"
+  fi
+  printf '%-6s %-48s %5d s\n' "$result" "$name" $((SECONDS - start))
+}

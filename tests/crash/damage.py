@@ -6,8 +6,7 @@ A block that differs from a good one may pass only where the format guards nothi
 time, the hints and the name in the header, in the bits that fill the last byte, and where the packed data has another
 way to say the same.
 
-  damage.py tvkpack=PATH             three values in the place of each byte
-  damage.py --whole tvkpack=PATH     all 255
+  damage.py tvkpack=PATH     three values in the place of each byte; with TVK_LONG=1 all 255
 """
 import gzip
 import os

@@ -2,8 +2,8 @@
 """tvkpack on a disk that is full at the n-th byte, and with calls into the C library that fail: every file stays whole,
 nothing is left over, the exit status tells of it, and a later run completes the work.
 
-  faults.py tvkpack=PATH fault_shim=PATH             a sample
-  faults.py --whole tvkpack=PATH fault_shim=PATH     every byte, and every call and allocation with each error that fits
+  faults.py tvkpack=PATH fault_shim=PATH     a sample; with TVK_LONG=1 every byte, and every call and allocation with
+                                             each error that fits
 """
 import os
 import re

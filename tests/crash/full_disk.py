@@ -3,8 +3,7 @@
 left over, and with room again a second run completes the work. Needs the right to mount, as root or in namespaces of
 its own; ends with status 77 where there is neither.
 
-  full_disk.py tvkpack=PATH             some sizes
-  full_disk.py --whole tvkpack=PATH     every size, block by block
+  full_disk.py tvkpack=PATH     some sizes; with TVK_LONG=1 every size, block by block
 """
 import os
 

@@ -2,8 +2,7 @@
 """Kills tvkpack at its system calls, one run for each call of all its threads together, and looks at what is left:
 every file whole in one form or in both, and a second run that completes the work.
 
-  kills.py tvkpack=PATH at_call=PATH fault_shim=PATH             a sample of the calls
-  kills.py --whole tvkpack=PATH at_call=PATH fault_shim=PATH     every call
+  kills.py tvkpack=PATH at_call=PATH fault_shim=PATH     a sample of the calls; with TVK_LONG=1 every call
 """
 import os
 import time

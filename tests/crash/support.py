@@ -19,11 +19,11 @@ ROOT = os.geteuid() == 0
 
 
 def arguments(what):
-    """The command line of a driver: programs by name, and --whole for the long form."""
+    """The command line of a driver: programs by name. TVK_LONG in the environment asks for everything, not a sample."""
     parser = argparse.ArgumentParser(description=what)
-    parser.add_argument("--whole", action="store_true", help="everything, not a sample")
     parser.add_argument("programs", nargs="+", help="NAME=PATH of a program to use")
     found = parser.parse_args()
+    found.whole = os.environ.get("TVK_LONG", "0") != "0"
     found.__dict__.update(pair.split("=", 1) for pair in found.programs)
     return found
 

@@ -3,8 +3,8 @@
 moved and scanned, files that change meanwhile, very deep and very large folders. Nothing outside the named tree is
 touched, nothing hangs, and memory stays bounded.
 
-  trees.py tvkpack=PATH tree_work=PATH             a sample: fewer rounds, and no large folders
-  trees.py --whole tvkpack=PATH tree_work=PATH     all of it; needs 2 GB in the temporary folder
+  trees.py tvkpack=PATH tree_work=PATH     a sample: fewer rounds, and no large folders; with TVK_LONG=1 all of it,
+                                           which needs 2 GB in the temporary folder
 """
 import os
 import re
