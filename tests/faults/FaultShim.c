@@ -15,8 +15,9 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#define FIND "ENOENT ENOTDIR EACCES EIO ENOMEM"
-#define CHANGE "ENOSPC EROFS EPERM EDQUOT " FIND
+#define FIND "EACCES EIO ENOMEM"
+#define REMOVE "EROFS EPERM " FIND
+#define CHANGE "ENOSPC EDQUOT ENOENT ENOTDIR " REMOVE
 #define OPEN "EMFILE ENFILE EINTR " CHANGE
 
 /* Calls that take up to six whole numbers or pointers: what they answer for a failure, and the errors that fit. They
@@ -27,10 +28,10 @@
   X(openat, -1, OPEN)                                                            \
   X(fopen64, 0, "EMFILE EACCES ENOMEM")                                          \
   X(fdopen, 0, "ENOMEM EMFILE")                                                  \
-  X(mkostemp, -1, OPEN " EEXIST")                                                \
+  X(mkostemp, -1, "EMFILE ENFILE EEXIST " CHANGE)                                \
   X(close, (real(a, b, c, d, e, f), -1), "EIO EINTR ENOSPC EDQUOT")              \
   X(fclose, (real(a, b, c, d, e, f), -1), "EIO EINTR ENOSPC EDQUOT")             \
-  X(fsync, -1, "EIO ENOSPC EINTR EDQUOT EROFS EINVAL ENOTSUP")                   \
+  X(fsync, -1, "EIO ENOSPC EINTR EDQUOT EROFS EINVAL EOPNOTSUPP")                \
   X(ftruncate, -1, "EIO ENOSPC EINTR EPERM")                                     \
   X(lseek, -1, "EIO ESPIPE ENXIO")                                               \
   X(lseek64, -1, "EIO ESPIPE")                                                   \
@@ -43,12 +44,12 @@
   X(renameat2, -1, CHANGE " EEXIST EINVAL ENOSYS EXDEV")                         \
   X(linkat, -1, CHANGE " EMLINK EXDEV")                                          \
   X(symlinkat, -1, CHANGE)                                                       \
-  X(unlink, -1, CHANGE)                                                          \
-  X(unlinkat, -1, CHANGE " EBUSY")                                               \
-  X(remove, -1, CHANGE)                                                          \
+  X(unlink, -1, REMOVE)                                                          \
+  X(unlinkat, -1, REMOVE " EBUSY")                                               \
+  X(remove, -1, REMOVE)                                                          \
   X(mkdir, -1, CHANGE " EEXIST")                                                 \
   X(mkdirat, -1, CHANGE " EEXIST")                                               \
-  X(rmdir, -1, CHANGE " EBUSY")                                                  \
+  X(rmdir, -1, REMOVE " EBUSY")                                                  \
   X(mknodat, -1, CHANGE)                                                         \
   X(readlink, -1, FIND)                                                          \
   X(readlinkat, -1, FIND)                                                        \
@@ -61,9 +62,9 @@
   X(fchownat, -1, "EPERM EROFS EIO")                                             \
   X(utimensat, -1, CHANGE)                                                       \
   X(futimens, -1, "EPERM EROFS EIO")                                             \
-  X(flistxattr, -1, "ENOTSUP ERANGE EIO")                                        \
+  X(flistxattr, -1, "EOPNOTSUPP ERANGE EIO")                                     \
   X(fgetxattr, -1, "ENODATA ERANGE EIO")                                         \
-  X(fsetxattr, -1, "ENOTSUP ENOSPC EPERM")                                       \
+  X(fsetxattr, -1, "EOPNOTSUPP ENOSPC EPERM")                                    \
   X(glob, error == ENOMEM ? GLOB_NOSPACE : GLOB_ABORTED, "ENOMEM EIO")           \
   X(getentropy, -1, "ENOSYS EIO")                                                \
   X(fcntl, -1, "EMFILE EINVAL")                                                  \

@@ -1,5 +1,6 @@
 #include <tvk/files/FileString.h>
 
+#include <deque>
 #include <map>
 
 #include "support/Support.h"

@@ -1,11 +1,9 @@
 #include "support/Support.h"
 
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -80,26 +78,13 @@ ChildResult runCommand(const std::string& command) {
 }
 
 std::string readWhole(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
+  std::ostringstream contents;
+  contents << std::ifstream(path, std::ios::binary).rdbuf();
+  return std::move(contents).str();
 }
 
 void writeWhole(const std::string& path, const std::string& contents) {
   std::ofstream(path, std::ios::binary) << contents;
 }
 
-std::deque<int>& syncErrors() {
-  static std::deque<int> errors;
-  return errors;
-}
-
 }  // namespace support
-
-// Stands in front of the C library's, also for the library under test.
-extern "C" int fsync(int descriptor) {
-  std::deque<int>& errors = support::syncErrors();
-  if (errors.empty()) errors = {0};
-  errno = errors.front();
-  errors.pop_front();
-  return errno == 0 ? static_cast<int>(syscall(SYS_fsync, descriptor)) : -1;
-}

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -78,9 +77,6 @@ ChildResult runCommand(const std::string& command);
 
 std::string readWhole(const std::string& path);
 void writeWhole(const std::string& path, const std::string& contents);
-
-// What the next calls of fsync, in the whole program, fail with; a 0 lets one through.
-std::deque<int>& syncErrors();
 
 // What `look` makes of the exception of this class that `work` throws; an empty value when there is none.
 template <class E>

@@ -163,7 +163,7 @@ class TVK_EXPORT File {
   template <class Work>
   decltype(auto) forward(std::int64_t closedCode, Work&& work) const;
   [[noreturn]] void raise(std::int64_t code, int cause = 0) const;
-  // Takes over an open descriptor of the file of this name.
+  // Takes over an open descriptor of the file of this name, also when that fails.
   void adopt(int descriptor, std::uint32_t mode);
 
   FileString m_name;  // as the caller gave it

@@ -33,6 +33,12 @@ struct BufferMemory : std::filebuf {
     return true;
   }
 
+  // Drops what waits to be written.
+  static void discard(std::filebuf& buffer) {
+    (buffer.*&BufferMemory::pbump)(
+        static_cast<int>((buffer.*&BufferMemory::pbase)() - (buffer.*&BufferMemory::pptr)()));
+  }
+
   static bool get(std::filebuf& buffer, void* data, std::size_t count) {
     const char* const next = (buffer.*&BufferMemory::gptr)();
     if (count == 0 || count > static_cast<std::size_t>((buffer.*&BufferMemory::egptr)() - next)) return false;
@@ -163,11 +169,22 @@ void FileImplStream::startWriting() {
   requireOpen(1010);
   if (!m_output) raise(1010);
   const std::streamoff here = currentOffset(*rdbuf());
-  if (m_direction == Direction::Reading && (here == nowhere || rdbuf()->pubseekpos(here) == nowhere))
+  if (here == nowhere ? m_direction == Direction::Reading || holdsPlace()
+                      : m_direction == Direction::Reading && rdbuf()->pubseekpos(here) == nowhere)
     raise(1010);
   m_written = static_cast<std::uint64_t>(here);
   m_direction = Direction::Writing;
   errno = 0;
+}
+
+// Whether what is written lies at a place of its own, to which one can go back.
+bool FileImplStream::holdsPlace() const {
+  const int error = errno;
+  struct stat status;
+  const bool holds =
+      fstat(m_descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
+  errno = error;
+  return holds;
 }
 
 // A part of the data may have reached the file although the stream still holds all of it. Puts the descriptor
@@ -175,13 +192,11 @@ void FileImplStream::startWriting() {
 // twice.
 void FileImplStream::takeBackOutput() {
   const int error = errno;
-  struct stat status;
-  const bool canReturn = rdbuf()->is_open() && (m_mode & ModeAppend) == 0 &&
-                         fstat(m_descriptor, &status) == 0 &&
-                         (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
+  const bool canReturn = rdbuf()->is_open() && (m_mode & ModeAppend) == 0 && holdsPlace();
   const std::streamoff reached = lseek(m_descriptor, 0, SEEK_CUR);
-  const std::streamoff waiting = currentOffset(*rdbuf()) - reached;
-  if (!canReturn || lseek(m_descriptor, static_cast<off_t>(m_written) - waiting, SEEK_SET) < 0) {
+  const std::streamoff here = currentOffset(*rdbuf());
+  if (!canReturn || reached == nowhere || here == nowhere ||
+      lseek(m_descriptor, static_cast<off_t>(m_written) - (here - reached), SEEK_SET) < 0) {
     setstate(badbit);
     m_direction = Direction::None;
   }
@@ -236,10 +251,11 @@ std::uint64_t FileImplStream::size() {
   requireOpen(1009);
   if (!hasPosition()) return 0;
   const std::uint64_t here = position();
-  seekTo(0, end, 1009);
-  const std::uint64_t result = position();
-  seekTo(static_cast<std::streamoff>(here), beg, 1009);
-  return result;
+  flushOutput();
+  const std::streamoff result = rdbuf()->pubseekoff(0, end);
+  seekTo(static_cast<std::streamoff>(here), beg, 1009);  // also when the end is not told
+  if (result == nowhere) raise(1009);
+  return static_cast<std::uint64_t>(result);
 }
 
 void FileImplStream::seekTo(std::streamoff offset, std::ios_base::seekdir from, std::int64_t code) {
@@ -334,7 +350,7 @@ void FileImplStream::close() {
 // Closes the stream if it is open. One that was given up must not write what it still holds.
 bool FileImplStream::release() {
   if (!rdbuf()->is_open()) return true;
-  if (bad()) platform::disconnectDescriptor(m_descriptor);
+  if (bad()) BufferMemory::discard(*rdbuf());
   m_descriptor = -1;
   m_direction = Direction::None;
   clear();

@@ -56,6 +56,7 @@ class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<cha
   void attach(int descriptor) TVK_REQUIRES(m_lock);
   void requireOpen(std::int64_t code) const TVK_REQUIRES(m_lock);
   bool hasPosition() const TVK_REQUIRES(m_lock);
+  bool holdsPlace() const TVK_REQUIRES(m_lock);
   std::uint64_t position() TVK_REQUIRES(m_lock);
   void seekTo(std::streamoff offset, std::ios_base::seekdir from, std::int64_t code) TVK_REQUIRES(m_lock);
   bool startReading() TVK_REQUIRES(m_lock);

@@ -97,9 +97,10 @@ void File::createFolder(std::uint32_t flags) {
     if (mkdir(m_name.c_str(), 0777) != 0) throw FileException(1004, m_name, errno);
     return;
   }
-  if (!isAbsolute(normalisedCopy(m_name))) throw FileException(1004, m_name, ENOENT);
+  const FileString path = normalisedCopy(m_name);
+  if (!isAbsolute(path)) throw FileException(1004, m_name, ENOENT);
   std::vector<StringBase<char>> components;
-  splitComponents(m_name, components);
+  splitComponents(path, components);
   FileString prefix = separator();
   for (const StringBase<char>& component : components) {
     join(prefix, component);
@@ -125,10 +126,9 @@ bool File::removeTree() {
 
 bool File::openTemporary(const FileString& folder) {
   const FileString place = folder.empty() ? tempFolder() : folder;
-  const FileString before = m_name;
   FileString path = joinedCopy(place, "kestXXXXXX");
-  const platform::QuietScope
-      quiet;  // a thread that is cancelled while the file is made would leave it behind
+  const FileString before = m_name;
+  const platform::QuietScope quiet;  // a thread that is cancelled meanwhile would leave the file behind
   detail::Descriptor made(holdsZero(path) ? (errno = EINVAL, -1) : mkostemp(path.data(), O_CLOEXEC));
   if (!made) throw FileException(1006, place, errno);
   try {

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include <tvk/files/File.h>
 #include <tvk/files/FileException.h>
@@ -37,27 +36,29 @@ FileString findTarget(const FileString& path, struct stat& old, bool& exists) {
   const std::unique_ptr<char, decltype(&std::free)> real(realpath(target.c_str(), nullptr), &std::free);
   exists = real != nullptr && stat(real.get(), &old) == 0;
   if (exists) return real.get();
-  const int error = errno;
-  if (real == nullptr && error == ENOENT && lstat(target.c_str(), &old) != 0 && errno == ENOENT)
-    return target;
-  throw FileException::OfSystem(1003, path,
-                                error);  // a link that leads nowhere, a folder that cannot be searched
+  if (real == nullptr && errno == ENOENT) {
+    if (lstat(target.c_str(), &old) == 0)
+      errno = ENOENT;  // a link that leads nowhere
+    else if (errno == ENOENT)
+      return target;
+  }
+  throw FileException::OfSystem(1003, path, errno);
 }
 
 // A fresh file whose name tells what it was for, should the machine stop before the end.
-int createBeside(TemporaryName& name, const std::string& target, mode_t mode) {
+Descriptor createBeside(TemporaryName& name, const std::string& target, mode_t mode) {
   constexpr char characters[] = "0123456789abcdefghijklmnopqrstuvwxyz";
   constexpr std::size_t longestStem = 120;  // some file systems allow names of only 140 bytes
   const std::string stem = "." + target.substr(0, longestStem) + ".new-";
-  int descriptor = -1;
+  Descriptor descriptor;
   for (int attempt = 0; attempt < 100; ++attempt) {
     unsigned char random[6];
-    if (getentropy(random, sizeof random) != 0) return -1;
+    if (getentropy(random, sizeof random) != 0) break;
     std::string text = stem;
     for (const unsigned char byte : random) text += characters[byte % (sizeof characters - 1)];
-    descriptor = openat(name.folder, text.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (descriptor >= 0) name.text = std::move(text);
-    if (descriptor >= 0 || errno != EEXIST) break;
+    descriptor = detail::openAt(name.folder, text.c_str(), O_RDWR | O_CREAT | O_EXCL, mode);
+    if (descriptor) name.text = std::move(text);
+    if (descriptor || errno != EEXIST) break;
   }
   return descriptor;
 }
@@ -65,17 +66,17 @@ int createBeside(TemporaryName& name, const std::string& target, mode_t mode) {
 // Gives the fresh file the owner, the access lists and the mode of the old one. Nobody gets rights that the
 // old file did not give: where its group cannot be kept, or its lists cannot be read, its group has no more
 // than the others.
-void takeOver(int descriptor, const FileString& target, const struct stat& old) {
+bool takeOver(int descriptor, const FileString& target, const struct stat& old) {
   mode_t mode = old.st_mode & 07777;
   bool keepsGroup = true;
   if (fchown(descriptor, old.st_uid, old.st_gid) != 0) {
     mode &= 0777u;
     keepsGroup = fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) == 0;
   }
-  const Descriptor previous(open(target.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  const Descriptor previous = detail::openAt(AT_FDCWD, target.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
   if (previous) platform::copyExtendedAttributes(previous.get(), descriptor);
   if (!keepsGroup || !previous) mode &= ~070u | ((mode & 07u) << 3);
-  fchmod(descriptor, mode);
+  return fchmod(descriptor, mode) == 0 || platform::isRefusal(errno);
 }
 
 }  // namespace
@@ -96,17 +97,18 @@ void File::replaceContents(const std::function<void(File&)>& write, std::uint32_
     if (!succeeded) throw FileException::OfSystem(1010, path, errno);
   };
   const FileString folderPath = target.substr(0, target.size() - targetName.size());
-  const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  check(folder.get() >= 0);
+  const Descriptor folder =
+      detail::openAt(AT_FDCWD, folderPath.empty() ? "." : folderPath.c_str(), O_RDONLY | O_DIRECTORY);
+  check(static_cast<bool>(folder));
   TemporaryName fresh{folder.get(), {}};
   Descriptor contents;
   {
     const platform::QuietScope quiet;  // a thread that is cancelled here would leave the file behind
-    contents = Descriptor(createBeside(fresh, targetName, exists ? 0600 : 0666));
-    check(contents.get() >= 0);
+    contents = createBeside(fresh, targetName, exists ? 0600 : 0666);
+    check(static_cast<bool>(contents));
   }
   const Descriptor kept(fcntl(contents.get(), F_DUPFD_CLOEXEC, 0));
-  check(kept.get() >= 0);
+  check(static_cast<bool>(kept));
 
   const FileString freshPath = joinedCopy(folderPath, FileString(fresh.text));
   try {
@@ -118,7 +120,7 @@ void File::replaceContents(const std::function<void(File&)>& write, std::uint32_
     if (e.fileName() == freshPath) e.setFileName(path);
     throw;
   }
-  if (exists) takeOver(kept.get(), target, old);
+  if (exists) check(takeOver(kept.get(), target, old));
   check(FileImplStream::forceToDisk(kept.get()));
   check((mode & ModeNoOverwrite) != 0
             ? platform::renameNoReplace(folder.get(), fresh.text.c_str(), targetName.c_str())

@@ -114,6 +114,7 @@ class Matcher {
   void look(Folder& folder) {
     try {
       find(folder);
+      if (m_error == ENOMEM) throw std::bad_alloc();
     } catch (const std::bad_alloc&) {
       throw Exception::Of(1014);
     }
@@ -181,8 +182,8 @@ class Matcher {
   // False when there is no such folder any more.
   bool readFolder(Folder& folder) {
     const FileString& path = folder.path;
-    const Descriptor descriptor(open(path.empty() ? "." : path.c_str(),
-                                     O_RDONLY | O_DIRECTORY | O_CLOEXEC | (folder.above ? O_NOFOLLOW : 0)));
+    const Descriptor descriptor = detail::openAt(AT_FDCWD, path.empty() ? "." : path.c_str(),
+                                                 O_RDONLY | O_DIRECTORY | (folder.above ? O_NOFOLLOW : 0));
     if (!descriptor) {
       fail(errno);
       return m_error == EACCES;
@@ -270,9 +271,17 @@ class Matcher {
         std::count(name.begin() + static_cast<std::ptrdiff_t>(wild), name.end(), '/'));
     if (components * (globStackPerComponent + pattern.size()) > globStackLimit) throw Exception::Of(1014);
     GlobResult found;
+    static thread_local int s_error;
+    s_error = 0;
     const int result = glob(
-        pattern.c_str(), 0, [](const char*, int) { return 0; }, &found);
+        pattern.c_str(), 0,
+        [](const char*, int error) {
+          if (error != ENOENT && error != ENOTDIR) s_error = error;
+          return 0;
+        },
+        &found);
     if (result == GLOB_NOSPACE) throw Exception::Of(1014);
+    fail(s_error);
     for (std::size_t at = 0; result == 0 && at < found.gl_pathc; ++at) {
       if (!isDotName(found.gl_pathv[at])) addEntry() = found.gl_pathv[at];
     }

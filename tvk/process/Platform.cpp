@@ -217,13 +217,6 @@ bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openm
   return true;
 }
 
-void disconnectDescriptor(int descriptor) noexcept {
-  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (nowhere < 0) return;
-  dup3(nowhere, descriptor, O_CLOEXEC);
-  closeQuietly(nowhere);
-}
-
 QuietScope::QuietScope() noexcept : m_error(errno) {
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_cancelState);
 }
@@ -299,6 +292,10 @@ bool copyContents(int from, int to) {
   }
   if (bySections && (end >= size || errno == ENXIO)) return ftruncate(to, size) == 0;
   return copyBytes(from, to, size);
+}
+
+bool isRefusal(int error) noexcept {
+  return error == EPERM || error == EACCES || error == EINVAL || error == ENOSYS || error == ENOTSUP;
 }
 
 void copyExtendedAttributes(int from, int to) {

@@ -77,13 +77,14 @@ TVK_EXPORT void occupyStandardDescriptors() noexcept;
 // descriptor is then closed.
 TVK_EXPORT bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openmode way);
 
-// Makes an open descriptor lead nowhere: what is written to it afterwards is dropped.
-TVK_EXPORT void disconnectDescriptor(int descriptor) noexcept;
-
 // Copies the whole contents of a file just opened into another one, of a regular file what it has at this moment;
 // what is a hole stays one where the host can tell. False, with errno, when not everything could be read or
 // written.
 TVK_EXPORT bool copyContents(int from, int to);
+
+// Whether an error number says that owner, mode or times of a file cannot be set here or by us, rather than
+// that something broke.
+TVK_EXPORT bool isRefusal(int error) noexcept;
 
 // Copies extended attributes, access lists among them, between two open files, as far as the host permits.
 TVK_EXPORT void copyExtendedAttributes(int from, int to);

@@ -20,8 +20,16 @@ int Descriptor::close() noexcept {
   return ::close(release()) == 0 ? 0 : errno;
 }
 
+Descriptor openAt(int folder, const char* name, int flags, mode_t mode) {
+  int descriptor;
+  do {
+    descriptor = openat(folder, name, flags | O_CLOEXEC, mode);
+  } while (descriptor < 0 && errno == EINTR);
+  return Descriptor(descriptor);
+}
+
 Descriptor openFolder(int parent, const char* name) {
-  return Descriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return openAt(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
 }
 
 int FolderChain::push(Descriptor folder) {

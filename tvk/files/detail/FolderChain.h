@@ -38,7 +38,10 @@ struct Identity {
 
 inline Identity identityOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
 
-// Opens a folder below another, never through a link; below AT_FDCWD the name may be a path.
+// Opens what a folder holds, trying again when a signal came between; no child process inherits it. Below
+// AT_FDCWD the name may be a path.
+Descriptor openAt(int folder, const char* name, int flags, mode_t mode = 0);
+// Opens a folder below another, never through a link.
 Descriptor openFolder(int parent, const char* name);
 
 // The way from a starting point down to the folder at work. However deep it gets, few descriptors stay open:

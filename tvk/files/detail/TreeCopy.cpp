@@ -18,15 +18,15 @@ constexpr mode_t accessBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t allBits = accessBits | S_ISUID | S_ISGID | S_ISVTX;
 
 // Nobody is to wait for a FIFO that was put in the place of a file.
-int openFlags(const struct stat& expected) {
-  return O_NOCTTY | O_CLOEXEC | (S_ISREG(expected.st_mode) ? O_NONBLOCK : 0);
-}
+int openFlags(const struct stat& expected) { return O_NOCTTY | (S_ISREG(expected.st_mode) ? O_NONBLOCK : 0); }
 
-// Whether the copy that was made is still all there is.
-bool isUnchanged(int file, const struct stat& before) {
+// 0 when the copy that was made is still all there is, otherwise the error number.
+int changeOf(int file, const struct stat& before) {
   struct stat now;
-  return fstat(file, &now) == 0 && now.st_size == before.st_size &&
-         now.st_mtim.tv_sec == before.st_mtim.tv_sec && now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+  if (fstat(file, &now) != 0) return errno;
+  const bool isSame = now.st_size == before.st_size && now.st_mtim.tv_sec == before.st_mtim.tv_sec &&
+                      now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+  return isSame ? 0 : ESTALE;
 }
 
 std::array<timespec, 2> timesOf(const struct stat& status) { return {status.st_atim, status.st_mtim}; }
@@ -176,7 +176,7 @@ class TreeCopy {
     const Level& level = m_levels.back();
     struct stat status;
     if (m_isExact) {
-      if (!isUnchanged(m_from.top(), level.source)) fail(ESTALE);
+      fail(changeOf(m_from.top(), level.source));
       keepAttributes(m_from.top(), m_to.top(), level.source);
     } else if (level.surplus != 0 && (fstat(m_to.top(), &status) != 0 ||
                                       fchmod(m_to.top(), status.st_mode & allBits & ~level.surplus) != 0)) {
@@ -218,8 +218,8 @@ class TreeCopy {
 
   void copyFile(const char* name, const char* targetName, const struct stat& source,
                 const std::optional<struct stat>& existing) {
-    const Descriptor from(
-        openat(m_from.top(), name, O_RDONLY | openFlags(source) | (m_isTree ? O_NOFOLLOW : 0)));
+    const Descriptor from =
+        openAt(m_from.top(), name, O_RDONLY | openFlags(source) | (m_isTree ? O_NOFOLLOW : 0));
     struct stat status;
     if (!from || fstat(from.get(), &status) != 0) return fail(errno);
     if (identityOf(status) != identityOf(source)) return fail(ESTALE);
@@ -227,17 +227,17 @@ class TreeCopy {
     if (existing) {
       // A FIFO is waited for where it is the target itself, but not where it only lies in the way.
       const int waiting = m_isForced ? O_NONBLOCK : 0;
-      to = Descriptor(openat(m_to.top(), targetName, O_WRONLY | O_TRUNC | openFlags(*existing) | waiting));
+      to = openAt(m_to.top(), targetName, O_WRONLY | O_TRUNC | openFlags(*existing) | waiting);
       if (!to && (!m_isForced || unlinkat(m_to.top(), targetName, 0) != 0)) return fail(errno);
     }
     if (!to) {
       const mode_t mode = m_isExact ? S_IRUSR | S_IWUSR : status.st_mode & accessBits;
-      to = Descriptor(openat(m_to.top(), targetName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+      to = openAt(m_to.top(), targetName, O_WRONLY | O_CREAT | O_EXCL, mode);
       if (!to) return fail(errno);
     }
     if (!platform::copyContents(from.get(), to.get())) return fail(errno);
     if (m_isExact) {
-      if (!isUnchanged(from.get(), source)) fail(ESTALE);
+      fail(changeOf(from.get(), source));
       keepAttributes(from.get(), to.get(), source);
     }
     if (const int error = to.close(); error != 0) fail(error);
@@ -258,23 +258,27 @@ class TreeCopy {
 
   // The attributes that the system or our rights do not allow are left as they are; set-user-id and its like
   // only go with the owner.
-  static void keepAttributes(int from, int to, const struct stat& source) {
-    const bool keepsOwner = fchown(to, source.st_uid, source.st_gid) == 0;
-    if (!keepsOwner) static_cast<void>(fchown(to, static_cast<uid_t>(-1), source.st_gid) == 0);
+  void keepAttributes(int from, int to, const struct stat& source) {
+    const bool keepsOwner = isKept(fchown(to, source.st_uid, source.st_gid));
+    if (!keepsOwner) isKept(fchown(to, static_cast<uid_t>(-1), source.st_gid));
     platform::copyExtendedAttributes(from, to);
-    static_cast<void>(fchmod(to, source.st_mode & (keepsOwner ? allBits : accessBits)));
-    static_cast<void>(futimens(to, timesOf(source).data()));
+    isKept(fchmod(to, source.st_mode & (keepsOwner ? allBits : accessBits)));
+    isKept(futimens(to, timesOf(source).data()));
   }
 
   // The same for what cannot be opened, by its name.
   void keepAttributes(const char* name, const struct stat& source) {
     const int to = m_to.top();
-    const bool keepsOwner = fchownat(to, name, source.st_uid, source.st_gid, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool keepsOwner = isKept(fchownat(to, name, source.st_uid, source.st_gid, AT_SYMLINK_NOFOLLOW));
     if (!S_ISLNK(source.st_mode)) {
-      static_cast<void>(
-          fchmodat(to, name, source.st_mode & (keepsOwner ? allBits : accessBits), AT_SYMLINK_NOFOLLOW));
+      isKept(fchmodat(to, name, source.st_mode & (keepsOwner ? allBits : accessBits), AT_SYMLINK_NOFOLLOW));
     }
-    static_cast<void>(utimensat(to, name, timesOf(source).data(), AT_SYMLINK_NOFOLLOW));
+    isKept(utimensat(to, name, timesOf(source).data(), AT_SYMLINK_NOFOLLOW));
+  }
+
+  bool isKept(int result) {
+    if (result != 0 && !platform::isRefusal(errno)) fail(errno);
+    return result == 0;
   }
 
   const std::string m_target;
@@ -293,17 +297,22 @@ class TreeCopy {
 
 }  // namespace
 
-std::string resolveTarget(const std::string& source, const std::string& target) {
+int resolveTarget(const std::string& source, std::string& target) {
   struct stat status;
-  if (stat(target.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return target;
+  if (stat(target.c_str(), &status) != 0)
+    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP ? 0 : errno;
+  if (!S_ISDIR(status.st_mode)) return 0;
   const std::string bare = source.substr(0, source.find_last_not_of('/') + 1);
   const std::string name = bare.substr(bare.rfind('/') + 1);
-  return target + "/" + (name == ".." ? "." : name);
+  target.append("/").append(name == ".." ? "." : name);
+  return 0;
 }
 
 int copyTree(const std::string& source, const std::string& target, CopyMode mode) {
   if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
-  return TreeCopy(mode == CopyMode::Exact ? target : resolveTarget(source, target), mode).run(source);
+  std::string place = target;
+  const int error = mode == CopyMode::Exact ? 0 : resolveTarget(source, place);
+  return error != 0 ? error : TreeCopy(place, mode).run(source);
 }
 
 }  // namespace tvk::detail

@@ -20,6 +20,7 @@ enum class CopyMode {
 int copyTree(const std::string& source, const std::string& target, CopyMode mode);
 
 // Where a copy or a move of the source comes to lie: in the target when that is a folder, otherwise there.
-std::string resolveTarget(const std::string& source, const std::string& target);
+// Answers 0, or the error number when the system does not tell whether it is one.
+int resolveTarget(const std::string& source, std::string& target);
 
 }  // namespace tvk::detail

@@ -55,11 +55,13 @@ int moveByCopy(const std::string& source, const struct stat& from, const std::st
 
 int moveTree(const std::string& source, const std::string& target) {
   if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
-  const std::string place = resolveTarget(source, target);
+  std::string place = target;
+  if (const int error = resolveTarget(source, place); error != 0) return error;
   struct stat from;
   struct stat to;
   if (lstat(source.c_str(), &from) != 0) return errno;
   const bool exists = lstat(place.c_str(), &to) == 0;
+  if (!exists && errno != ENOENT && errno != ENOTDIR) return errno;
   if (exists && isSameFile(source, from, place, to)) return EEXIST;
   if (std::rename(source.c_str(), place.c_str()) == 0) return 0;
   return errno == EXDEV ? moveByCopy(source, from, place, exists ? &to : nullptr) : errno;
