@@ -1,6 +1,7 @@
 // What the libraries answer, for the scripts of this folder: one answer on standard output to each question on
 // standard input. Both are a length in four bytes, low byte first, and that many bytes; the first byte of a
 // question chooses the operation.
+#include <clocale>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -90,24 +91,38 @@ std::string item(const std::string& text) {
   return out;
 }
 
-// --- Scans: "r" for all sub-folders, the folder, the patterns. Answered by "+" and each folder, "-" and each entry.
+// --- Scans: "-" for the folder alone, "r" for all below it and "a" for sub-folders in front; the folder; the patterns.
+// Answered by "+" for a folder and the number of its matches, the number of each match, and "-" when it is visited, each
+// with the path.
 
 struct Scan : tvk::FileTreeScan {
   using FileTreeScan::FileTreeScan;
-  void onFolder(const tvk::FileString& path, std::span<const tvk::FileString>) override {
-    found += "+"s + path + '\0';
+  void onFolder(const tvk::FileString& path, std::span<const tvk::FileString> files) override {
+    Note("+" + std::to_string(files.size() + fileCount()), path);
   }
-  void onFile(const tvk::FileString& path) override { found += "-"s + path + '\0'; }
+  void onFile(const tvk::FileString& path) override { Note(std::to_string(fileCount()), path); }
+  void onFolderVisited() override { Note("-", Name()); }
+  void Note(const std::string& event, const tvk::FileString& path) {
+    if (path != Name()) std::abort();
+    found += event + " " + path + '\0';
+  }
+  tvk::FileString Name() const {
+    try {
+      return name();
+    } catch (const tvk::Exception&) {
+      return {};  // the empty folder has no name
+    }
+  }
   std::string found;
 };
 
 std::string scanned(const std::string& question) {
   const auto parts = split(question);
   tvk::FileSpecification specification;
-  specification.recursive = parts[0] == "r";
+  specification.recursive = parts[0] != "-";
   specification.folder = parts[1];
   for (std::size_t i = 2; i < parts.size(); ++i) specification.add(parts[i]);
-  Scan scan(specification);
+  Scan scan(specification, parts[0] == "a" ? tvk::ScanFoldersAfter : 0);
   scan.run();
   return scan.found;
 }
@@ -190,6 +205,7 @@ std::string answer(const std::string& question) {
 }  // namespace
 
 int main() {
+  std::setlocale(LC_ALL, "");
   std::uint32_t size;
   for (std::string text; std::fread(&size, sizeof size, 1, stdin) == 1;) {
     text.resize(size);

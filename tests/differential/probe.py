@@ -3,6 +3,7 @@
 Each script compares what the libraries answer with what others wrote: a few seconds' sample, and everything with
 TVK_LONG=1 in the environment. Its first argument is the program that Probe.cpp makes.
 """
+import itertools
 import os
 import struct
 import subprocess
@@ -29,7 +30,10 @@ def compare(what, got, expected):
     if got != expected:
         _different += 1
         if _different <= 20:
-            print(f"{what!r}:\n  library   {got!r}\n  reference {expected!r}")
+            if isinstance(got, list):  # the first items that differ
+                first = sum(1 for _ in itertools.takewhile(lambda pair: pair[0] == pair[1], zip(got, expected)))
+                got, expected = got[first:first + 3], expected[first:first + 3]
+            print(f"{repr(what):.300}:\n  library   {repr(got):.300}\n  reference {repr(expected):.300}")
 
 
 def ask(questions):
