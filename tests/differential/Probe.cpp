@@ -142,9 +142,12 @@ std::string pack(const std::string& bytes) {
 
 template <int WindowBits>
 std::string unpack(const std::string& bytes) {
+  const zed::ByteBuffer block(bytes);
+  zed::ByteBuffer out;
   zed::Decompressor unpacker(WindowBits);
-  const bool isDone = unpacker.Decompress(bytes.data(), bytes.size());
-  if (isDone != zed::IsCompleteBlock(bytes.data(), bytes.size(), WindowBits)) return "undecided";
+  const bool isDone = unpacker.Decompress(block);
+  if (isDone != zed::IsCompleteBlock(block, WindowBits)) return "undecided";
+  if (WindowBits == 31 && zed::DecompressGzip(block, out) != unpacker.Result().Size()) return "undecided";
   return result(unpacker, isDone);
 }
 

@@ -83,7 +83,7 @@ def by_glob(folder, pattern):
 def sub_folders(folder):
     try:
         entries = list(os.scandir(folder)) if folder else []
-    except PermissionError:
+    except OSError:
         return []
     folders = [entry.name for entry in entries if entry.is_dir(follow_symlinks=False)]
     return [name for name in folders if os.path.lexists(join(folder, name))]  # not below one that cannot be searched

@@ -2,15 +2,7 @@
 
 #include "Blocks.h"
 
-TEST(Compressor, PacksEveryBlockToItsEnd) {
-  for (std::size_t size = 1; size < 140000; size = size < 600 ? size + 1 : size * 3 / 2) {
-    const ByteBuffer block = bytes(size / 2 + 1, size % 2 != 0);
-    ByteBuffer out;
-    zed::Decompressor unzip(15);
-    ASSERT_TRUE(zed::DecompressGzip(pack(block), out) == block.Size() && out == block) << size;
-    ASSERT_TRUE(unzip.Decompress(pack<zed::Zip>(block)) && unzip.Result() == block) << size;
-  }
-}
+// What is packed stands in tests/differential.
 
 TEST(Compressor, ServesOneBlock) {
   ByteBuffer out{1, 2, 3};

@@ -22,14 +22,11 @@ TEST(Decompressor, RefusesWhatIsNotOneWholeBlock) {
   }
 }
 
-TEST(Decompressor, ExchangesFilesWithGzip) {
-  const support::ScopedFolder folder;
-  support::writeWhole(folder / "our.gz", textOf(pack(bytes(300000))));
-  ByteBuffer out(support::runCommand("gzip -dc " + (folder / "our.gz") + " | gzip -9").output);
-  EXPECT_TRUE(zed::IsCompleteBlock(out) && zed::DecompressGzip(out, out) == 300000 && out == bytes(300000));
-  const ByteBuffer nothing(support::runCommand("gzip </dev/null").output);
-  EXPECT_TRUE(zed::Decompressor().Decompress(nothing) && zed::IsCompleteBlock(nothing));
-  EXPECT_TRUE(zed::DecompressGzip(nothing, out) == 0 && out.IsEmpty());
+// Blocks of others stand in tests/differential.
+TEST(Decompressor, TellsNothingFromFailure) {
+  const ByteBuffer nothing(std::string("\x1F\x8B\b\0\0\0\0\0\0\x03\x03\0\0\0\0\0\0\0\0\0"s));
+  ByteBuffer out{1};
+  EXPECT_TRUE(zed::IsCompleteBlock(nothing) && zed::DecompressGzip(nothing, out) == 0 && out.IsEmpty());
 }
 
 TEST(Decompressor, KnowsContainersAndLimits) {
