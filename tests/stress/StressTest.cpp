@@ -258,8 +258,7 @@ TEST(Stress, ShortThreadsLeaveNothingBehind) {
     std::atomic<int> clean = 0;
     for (int i = 0; i < count; i += 4) {
       ShortThread threads[4];
-      for (ShortThread& thread : threads) ASSERT_TRUE(thread.Start(&clean, true));
-      for (ShortThread& thread : threads) EXPECT_TRUE(thread.Join());
+      for (ShortThread& thread : threads) ASSERT_TRUE(thread.Start(&clean, true) && thread.Join());
     }
     EXPECT_EQ(clean, count);
   };
