@@ -34,10 +34,10 @@ def require(condition, *what):
 
 
 @contextlib.contextmanager
-def work_folder():
-    """A fresh folder, in memory where possible, that is gone at the end; its path is bytes."""
-    place = os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
-    folder = tempfile.mkdtemp(prefix="tvk-crash-", dir=place)
+def work_folder(place=None):
+    """A fresh folder, in memory unless a place is given, that is gone at the end; its path is bytes."""
+    place = place or os.environ.get("TMPDIR") or ("/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
+    folder = tempfile.mkdtemp(prefix="tvk-crash-", dir=os.fsdecode(place) if place else None)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("terminated"))
     try:
         yield os.fsencode(folder)

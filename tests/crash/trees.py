@@ -80,13 +80,10 @@ def check_names():
     require(before == state(tree), "copied from")
     place = other_device(folder)
     if place:
-        moved = tempfile.mkdtemp(prefix=b"tvk-crash-", dir=place)
-        try:
-            work("move", tree, moved + b"/there", status=0)
-            require(not os.path.exists(tree) and state(moved + b"/there") == before, "move")
-            work("remove", moved, status=0)
-        finally:
-            run("rm", "-rf", moved)
+        with work_folder(place) as other:
+            work("move", tree, other + b"/moved", status=0)
+            require(not os.path.exists(tree) and state(other + b"/moved") == before, "move")
+            work("remove", other + b"/moved", status=0)
     else:
         print("not tried: moving to another device, there is none")
     for each in (folder + b"/copied", tree):
@@ -145,12 +142,16 @@ SWAPS = [(b"../tree", b"../link"), (b"sub", b"../link-sub"), (b"sub/deep", b"../
 
 def check_swaps():
     """Swaps at each system call, for good or for the time of a few calls."""
-    place = other_device(folder)
+    with work_folder(other_device(folder)) as there:
+        check_swaps_beside(there)
+
+
+def check_swaps_beside(there):
     count = folder + b"/count"
     for operation in ("pack", "unpack", "remove", "scan", "copy", "move"):
         def swapped(call, span, first, second):
             target = folder + b"/copy"
-            if operation == "move" and place:
+            if operation == "move":
                 target = there + b"/copy"
             command = ([programs.tvkpack, "-recurse", "-jobs=1", "-" + operation, tree] if "pack" in operation else
                        [programs.tree_work, operation, tree, target])
@@ -159,7 +160,6 @@ def check_swaps():
             done = run(programs.at_call, "swap", first, second, str(span), str(call), count, *command, timeout=30)
             return done, int(contents_of(count)), target
 
-        there = tempfile.mkdtemp(prefix=b"tvk-crash-", dir=place or folder)
         tree = race_tree(operation == "unpack")
         end = swapped(0, 0, b"", b"")[1]
         begin = {"pack": 150, "unpack": 150}.get(operation, 60)
@@ -188,7 +188,6 @@ def check_swaps():
                     if operation in ("copy", "move") and not os.path.islink(target):
                         for name, entry in state(target).items():
                             require(entry[0] != stat.S_IFREG or not entry[5].startswith(MARK), where, name, "was copied")
-        run("rm", "-rf", there)
         print(f"{operation}: {end} calls, {runs} swaps", flush=True)
 
 
@@ -295,9 +294,9 @@ def moved_and_back(tree):
     place = other_device(folder)
     if not place:
         return []
-    there = tempfile.mktemp(prefix="tvk-crash-", dir=place.decode()).encode()
-    return [measured(programs.tree_work, "move", tree, there, limit=100),
-            measured(programs.tree_work, "move", there, tree, limit=100)]
+    with work_folder(place) as there:
+        return [measured(programs.tree_work, "move", tree, there + b"/moved", limit=100),
+                measured(programs.tree_work, "move", there + b"/moved", tree, limit=100)]
 
 
 def check_deep(depth, name):
