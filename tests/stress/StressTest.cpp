@@ -53,7 +53,8 @@ constexpr std::size_t s_recordSize = 64;
 
 // What the jobs share; static destructors leave all of it alone.
 CriticalSection &s_lock = *new CriticalSection, &s_frameLock = *new CriticalSection;
-std::atomic<long> s_lockings, s_records, s_folders;
+std::atomic<long> s_lockings, s_folders;
+std::atomic<std::size_t> s_records;
 long s_locked;
 File& s_file = *new File;
 std::atomic<bool> s_isOver, s_isDown;  // down: shut-down may come at any time
