@@ -29,6 +29,7 @@ bool work(const std::string& operation, const std::string& path, const std::stri
   tvk::File file(path);
   if (operation == "remove") return file.removeTree();
   if (operation == "copy") return file.copyTo(target, tvk::ModeRecursive);
+  if (operation == "copyTo") return file.copyTo(target);
   if (operation == "copyFile") return tvk::File::copyFile(path, target);
   if (operation == "move") return file.move(target), true;
   return operation == "scan" && scan(path);
