@@ -22,6 +22,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <limits>
 #include <locale>
@@ -63,16 +64,25 @@ std::string currentFolder() {
   return path;
 }
 
+// Nothing is thrown through the loader: it could not be unwound when memory is short.
 std::vector<std::string> loadedModulePaths() {
-  std::vector<std::string> paths;
+  struct List {
+    std::vector<std::string> paths;
+    std::exception_ptr failure;
+  } list;
   dl_iterate_phdr(
-      [](dl_phdr_info* info, std::size_t, void* list) {
-        static_cast<std::vector<std::string>*>(list)->emplace_back(
-            info->dlpi_name != nullptr ? info->dlpi_name : "");
-        return 0;
+      [](dl_phdr_info* info, std::size_t, void* data) {
+        List& all = *static_cast<List*>(data);
+        try {
+          all.paths.emplace_back(info->dlpi_name != nullptr ? info->dlpi_name : "");
+        } catch (const std::exception&) {
+          all.failure = std::current_exception();
+        }
+        return all.failure != nullptr ? 1 : 0;
       },
-      &paths);
-  return paths;
+      &list);
+  if (list.failure != nullptr) std::rethrow_exception(list.failure);
+  return std::move(list.paths);
 }
 
 std::uint64_t loaderState() {

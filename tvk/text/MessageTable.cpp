@@ -177,12 +177,15 @@ std::vector<std::string> modulesToAsk() {
     const std::lock_guard lock(known.lock);
     if (known.loaderState == state) return known.paths;
   }
+  const std::vector<std::string> all = platform::loadedModulePaths();
+  const std::vector<LoadedModule> modules = LoadedModules(all);
   std::vector<std::string> paths;
-  for (const LoadedModule& module : LoadedModules())
+  for (const LoadedModule& module : modules)
     if (module.Symbol(lookUpSymbol) != nullptr) paths.push_back(module.Path());
+  if (modules.size() != all.size()) return paths;  // the loader failed; it may know next time
   const std::lock_guard lock(known.lock);
-  known.loaderState = state;
   known.paths = paths;
+  known.loaderState = state;
   return paths;
 }
 
