@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <pty.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -12,25 +13,22 @@ namespace support {
 
 Pty::Pty(const std::function<int()>& work) {
   const winsize size{30, 100, 0, 0};
-  m_initial.c_cflag = CREAD | CS8;
-  m_initial.c_lflag = ICANON | ISIG;
-  cfsetspeed(&m_initial, B38400);
-  m_initial.c_cc[VINTR] = 3;
-  m_initial.c_cc[VMIN] = 5;  // without effect in line mode, but to be found again afterwards
-  m_initial.c_cc[VTIME] = 7;
+  termios mode{};
+  mode.c_cflag = CREAD | CS8;
+  mode.c_lflag = ICANON | ISIG;
+  mode.c_cc[VINTR] = 3;
   std::fflush(nullptr);
-  m_child = forkpty(&m_terminal, nullptr, &m_initial, &size);
+  m_child = forkpty(&m_terminal, nullptr, &mode, &size);
   if (m_child == 0) std::exit(work());
 }
 
-termios Pty::type(const std::string& keys) const {
-  termios mode = m_initial;
+void Pty::type(const std::string& keys) const {
+  termios mode{};
   for (int waited = 0; waited < 10'000; ++waited, usleep(1000)) {
     tcgetattr(m_terminal, &mode);
     if (keys.ends_with('\n') || (mode.c_lflag & ICANON) == 0) break;
   }
   if (write(m_terminal, keys.data(), keys.size()) < 0) std::perror("type");
-  return mode;
 }
 
 std::string Pty::readUntil(const std::string& text) {

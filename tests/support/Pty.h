@@ -2,7 +2,6 @@
 #pragma once
 
 #include <sys/types.h>
-#include <termios.h>
 
 #include <functional>
 #include <string>
@@ -17,19 +16,16 @@ namespace support {
 class Pty {
  public:
   explicit Pty(const std::function<int()>& work);
-  // Types a line at once and other keys when single ones are awaited. Answers the mode of the terminal then.
-  termios type(const std::string& keys) const;
+  // Types a line at once and other keys when single ones are awaited.
+  void type(const std::string& keys) const;
   // What the child wrote since the last call, up to and with `text`; all it wrote when that does not come.
   std::string readUntil(const std::string& text);
-  // The mode that the child found.
-  const termios& initial() const { return m_initial; }
   // To be called: reads the rest, hangs up, and answers it with the exit status of the child (128 + signal when killed).
   ChildResult finish();
 
  private:
   int m_terminal = -1;
   pid_t m_child = -1;
-  termios m_initial{};
   std::string m_output;
 };
 

@@ -1,7 +1,6 @@
 #include <tvk/text/Exception.h>
 
 #include <optional>
-#include <thread>
 
 #include <tvk/text/ProgramName.h>
 
@@ -62,7 +61,6 @@ TEST_F(ExceptionText, LocationIsCapturedWhenMade) {
     }
     const ErrorLocation alone("alone", false), chained("inner", true);
     EXPECT_EQ(Exception().Location(), "alone, inner");
-    std::thread([] { EXPECT_EQ(ErrorLocation::Current(), ""); }).join();
   }
   EXPECT_STREQ(kept->what(), "p, opening, saving, copying: fatal error 1030 - line too long.");
   EXPECT_EQ(ErrorLocation::Current(), "") << "what the last scope of a thread leaves";

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include <tvk/text/BuiltinMessages.h>
-#include <tvk/text/MessageFormat.h>
 
 #include "support/Support.h"
 
@@ -86,24 +85,6 @@ TEST(MessageTable, LoadedModulesAreAsked) {
   }).join();
   dlclose(module);
   EXPECT_EQ(loaded(70001, true), "none:");
-}
-
-std::string format(const char* text, const std::vector<const char*>& arguments) {
-  Text out("old");
-  tvk::formatMessageWith(out, text, arguments);
-  return out;
-}
-
-TEST(MessageFormat, FillsPlaceholdersInOrder) {
-  EXPECT_EQ(format("%2 only", {"a", "b"}), "%2 only");
-  EXPECT_EQ(format(nullptr, {"a"}) + format("<%1>", {nullptr}), "<>");
-  EXPECT_EQ(format("%1-%1", {"%1"}), "%1-%1") << "an argument is not expanded by its own number";
-  EXPECT_EQ(format("%1", {"%2", "b"}), "b");
-  EXPECT_EQ(format("%1 %2 %3", {"a", "b"}), "a b %3") << "no argument left";
-  EXPECT_EQ(format("%10 5% %", {"a"}), "a0 5% %");
-  EXPECT_EQ(format("%3%1%4", {"a", "b", "c", "d"}), "%3a%4") << "a gap ends the work";
-  EXPECT_EQ(format("%%1 %%11", {"2", "b"}), "b b1") << "a placeholder that came about";
-  EXPECT_EQ(format("%9%8%7%6%5%4%3%2%1", {"1", "2", "3", "4", "5", "6", "7", "8", "9", "10"}), "987654321");
 }
 
 }  // namespace

@@ -146,10 +146,7 @@ TEST(DateTime, Rfc3339) {
     EXPECT_EQ(refused([&] { DateTimeO::FromRfc3339(bad); }), bad != nullptr ? bad : "");
 }
 
-TEST(DateTime, TicksAndOtherClocks) {
-  EXPECT_EQ(DateTimeO(1970, 1, 1, 1, 0, 0, 1, 60).GetUtcTicks(), 116444736000010000u);
-  EXPECT_EQ(DateTimeO(1970, 1, 1, 1, 0, 0, 1, 60).GetTicks(), 116444772000010000u);
-  EXPECT_EQ(DateTimeO(1969, 12, 31, 23, 59, 59, 1, 0).ToUnixTime(), -1) << "rounded down";
+TEST(DateTime, OtherClocks) {
   using Clock = std::chrono::system_clock;
   const auto ticksAt = [](Clock::time_point at) { return DateTimeO::FromTimePoint(at, 0).GetUtcTicks(); };
   const auto momentAt = [](std::uint64_t ticks) { return DateTimeO::FromUtcTicks(ticks).ToTimePoint(); };
