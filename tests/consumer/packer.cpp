@@ -5,14 +5,11 @@
 #include <zed/Decompressor.h>
 
 int main() {
-  const std::string text(100000, 'x');
+  const zed::ByteBuffer text(std::string(100000, 'x'));
   zed::GZip gzip;
-  zed::ByteBuffer packed;
   zed::Decompressor gunzip;
-  zed::ByteBuffer unpacked;
-  const bool well = gzip.Compress(zed::ByteBuffer(text)) && gzip.GetResult(packed) && packed.Size() < 1000 &&
-                    gunzip.Decompress(packed) && gunzip.GetResult(unpacked) &&
-                    unpacked == zed::ByteBuffer(text);
+  const bool well = gzip.Compress(text) && gzip.Result().Size() < 1000 && gunzip.Decompress(gzip.Result()) &&
+                    gunzip.Result() == text;
   std::puts(well ? "packed and unpacked" : "lost something");
   return well ? 0 : 1;
 }

@@ -35,21 +35,12 @@ std::string changed(const FileString& path, const std::string& text) {
   return results[0] + "|" + results[1] + "|" + results[2];
 }
 
-std::string components(const FileString& path, const std::string& before) {
-  std::vector<StringBase<char>> list{before};
-  splitComponents(path, list);
-  std::string result;
-  for (const auto& component : list) result += component + "|";
-  return result;
-}
-
 TEST(FileString, Functions) {
   const std::map<std::string, std::function<std::string(FileString, std::string)>> functions = {
       {"normalise", normalised},
       {"join", joinedCopy},
       {"split", split},
       {"change", changed},
-      {"components", components},
       {"folderOf", [](const auto& path, const auto&) { return folderOf(path); }},
       {"parent", [](const auto& path, const auto& levels) { return parentFolder(path, std::stoul(levels)); }},
       {"display", [](const auto& path, const auto& limit) { return displayName(path, std::stoul(limit)); }}};
@@ -67,7 +58,7 @@ TEST(FileString, Functions) {
       change c.x '' c.||.x   folderOf /x - ''   folderOf /a/b/../c.d - /a   folderOf /a/b/ - /a/b
       parent /a/b/ 0 /a/b/   parent /a/b/ 1 /a   parent /a/b 2 ''   parent /a 1 ''   parent / 1 ''   parent x 1 ''
       parent '' 1 ''   parent a/b//c/ 1 a/b/   parent a/b//c/ 2 a/b   parent /a/b/c 99 ''
-      components //a///b/../c./ before before|a|c.|   components / before before|   display '' 0 <none>
+      display '' 0 <none>
       display /usr/local/share/file 21 /usr/local/share/file   display /usr/local/share/file 20 /.../share/file
       display /usr/local/share/file 15 /.../share/file   display /usr/local/share/file 1 /.../file
       display /a/bcdefgh 9 /.../bcdefgh   display //abcdefgh/i 9 /.../i   display /a/../abcdefgh 3 /abcdefgh)")) {
