@@ -1,6 +1,6 @@
 #include <tvk/text/MessageEntry.h>
 
-static const TvkMessageEntry s_texts[] = {{1001, "Datei %1 fehlt"}, {55376, "%1: abgebrochen"}, {0, 0}};
+static const TvkMessageEntry s_texts[] = {{1001, "Datei %1 fehlt"}, {0, 0}};
 
 TVK_MODULE_EXPORT const TvkMessageEntry* GetStrings(void) { return s_texts; }
 
