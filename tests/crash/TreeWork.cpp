@@ -39,7 +39,9 @@ bool work(const std::string& operation, const std::string& path, const std::stri
 
 int main(int argc, char** argv) {
   try {
-    return argc > 2 && work(argv[1], argv[2], argc > 3 ? argv[3] : "") ? 0 : 1;
+    if (argc > 2 && work(argv[1], argv[2], argc > 3 ? argv[3] : "")) return 0;
+    std::perror(argv[0]);
+    return 1;
   } catch (const tvk::Exception& e) {
     std::fprintf(stderr, "%s\n", e.what());
     return 1;

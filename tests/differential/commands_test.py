@@ -1,5 +1,5 @@
 """Files and trees copied, moved and removed as cp, mv and rm do it: the same answer, and the same tree afterwards. Then
-moves to another device, which cp -a could have made. The arguments are the programs tree_work and fault_shim."""
+moves to another device, which cp -a could have made, and work without rights. The arguments are the programs tree_work and fault_shim."""
 import os
 import subprocess
 import sys
@@ -84,9 +84,26 @@ def across_devices():
     compare("new", os.path.lexists("new"), False)
 
 
+def without_rights():
+    """As a user who may not do everything: the rest is done."""
+    shell("""mkdir -p a/closed a/full w; echo 1 >a/f; echo 2 >a/secret; echo 3 >a/full/x; echo old >w/f
+             chmod 400 w/f; chmod 555 a/full; chmod 000 a/secret a/closed""")
+    user = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
+
+    def done(*command):
+        result = subprocess.run([*user, TREE_WORK, *command], stderr=subprocess.PIPE)
+        return result.returncode, result.stderr.endswith(b"Permission denied\n")
+    compare("copyFile", done("copyFile", "a/f", "w/f"), (1, True))
+    compare("copyTo", (done("copyTo", "a/f", "w"), shell("cat w/f")), ((0, False), "1\n"))  # removed and made anew
+    compare("copy", done("copy", "a", "w"), (1, True))
+    compare("copied", [os.path.exists("w/a/" + name) for name in ("f", "full/x", "secret")], [True, True, False])
+    compare("remove", done("remove", "a")[0], 1)
+    compare("removed", [os.path.exists("a/" + name) for name in ("full/x", "f", "closed")], [True, False, False])
+
+
 TREE_WORK, SHIM = map(os.path.abspath, sys.argv[1:3])
 os.umask(0o022)
-for work in as_the_commands, across_devices:
+for work in as_the_commands, across_devices, without_rights:
     with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as top:
         os.chdir(top)
         work()

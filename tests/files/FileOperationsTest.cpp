@@ -163,19 +163,4 @@ TEST_F(FileOperations, OpenTemporary) {
   }
 }
 
-// As a user who may not do everything: the rest is done.
-TEST_F(FileOperations, WithoutRights) {
-  runCommand(R"(mkdir -p a/closed a/full w; echo 1 >a/f; echo 2 >a/secret; echo 3 >a/full/x; echo old >w/f
-                chmod 400 w/f; chmod 555 a/full; chmod 000 a/secret a/closed; chmod 777 . a w)");
-  inOwnProcess([&] {
-    ASSERT_TRUE(geteuid() != 0 || (chown("w/f", 65534, 65534) == 0 && setuid(65534) == 0));
-    EXPECT_FALSE(File::copyFile("a/f", "w/f"));
-    EXPECT_TRUE(File("a/f").copyTo("w") && readWhole("w/f") == "1\n");  // removed and made anew
-    EXPECT_FALSE(File("a").copyTo("w", ModeRecursive));
-    EXPECT_EQ(errno, EACCES);
-    EXPECT_TRUE(isFile("w/a/f") && isFile("w/a/full/x") && !isFile("w/a/secret") && !File("a").removeTree());
-    EXPECT_TRUE(isFile("a/full/x") && !isFile("a/f") && !isFolder("a/closed"));
-  });
-}
-
 }  // namespace
