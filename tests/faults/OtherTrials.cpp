@@ -149,8 +149,8 @@ void loadLanguage(Trial& trial) {
   runTwice(trial, {1131, 1003}, work, {std::filesystem::current_path() / "frame.lDe"});
 }
 
-extern "C" TVK_MODULE_EXPORT std::uint32_t TvkLoadStringFromResource(std::uint32_t code, std::uint32_t size,
-                                                                     char* buffer) {
+TVK_MODULE_EXPORT std::uint32_t TvkLoadStringFromResource(std::uint32_t code, std::uint32_t size,
+                                                          char* buffer) {
   return code == 77002 ? static_cast<std::uint32_t>(std::snprintf(buffer, size, "of the program")) : 0;
 }
 
