@@ -79,8 +79,8 @@ class TVK_EXPORT SystemInfo {
   static const StringBase<char>& GetOsDescription();
 
   // Replaces `list` by the IPv4 addresses of the interfaces. With `useCache` an earlier answer is repeated as
-  // long as it was not empty. False when the system cannot be asked, with an empty list; a machine without
-  // configured interfaces answers true and an empty list.
+  // long as it was not empty. False when there is no socket to ask through, with an empty list; where the
+  // system refuses the question or no interface is configured, true and an empty list.
   static bool GetInterfaceAddresses(std::vector<HostAddress>& list, bool useCache);
   // The name of this machine. False when it has none, with `name` unchanged. The flag has no effect.
   static bool GetHostName(StringBase<char>& name, bool flag = false);
