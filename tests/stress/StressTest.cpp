@@ -241,7 +241,7 @@ std::string mixedWork(bool isDown) {
     EXPECT_GE(std::filesystem::file_size(folder / "records"), s_records * s_recordSize);
     EXPECT_EQ(s_locked, s_lockings);
     // The C library loses one when the request comes at the very end of a call that opens a file.
-    EXPECT_LE(support::DescriptorWatch::count(), descriptors + cancelled / 2000);
+    EXPECT_LE(support::DescriptorWatch::count(), descriptors + 1 + cancelled / 2000);
   });
 }
 

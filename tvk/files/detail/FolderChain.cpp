@@ -21,10 +21,16 @@ int Descriptor::close() noexcept {
 }
 
 Descriptor openAt(int folder, const char* name, int flags, mode_t mode) {
-  int descriptor;
-  do {
-    descriptor = openat(folder, name, flags | O_CLOEXEC, mode);
-  } while (descriptor < 0 && errno == EINTR);
+  int descriptor = -1;
+  int error = 0;
+  {
+    const platform::QuietScope quiet;  // a thread that is cancelled here would lose the descriptor
+    do {
+      descriptor = openat(folder, name, flags | O_CLOEXEC, mode);
+      error = errno;
+    } while (descriptor < 0 && error == EINTR);
+  }
+  if (descriptor < 0) errno = error;
   return Descriptor(descriptor);
 }
 
