@@ -72,7 +72,9 @@ std::vector<Item> listFiles(const Settings& settings) {
   std::vector<Item> items;
   std::unordered_set<tvk::FileString> seen;
   const auto addNew = [&](Item item) {
-    if (seen.insert(tvk::normalisedCopy(item.path)).second) items.push_back(std::move(item));
+    // A folder is no file to work on, but an error when it cannot be read: the one does not stand for the other.
+    const tvk::FileString key = (item.error != 0 ? "!" : "") + tvk::normalisedCopy(item.path);
+    if (seen.insert(key).second) items.push_back(std::move(item));
   };
   for (std::size_t at = 0; at < areFolders.size(); ++at) {
     const Target& target = settings.targets[at];

@@ -138,11 +138,11 @@ class Job {
   void Open() {
     CheckStop();
     m_file = m_place.Open();
+    CheckUnchanged();
     if (!m_settings.skip.empty() && BeginsWith(m_settings.skip)) throw LeftAlone{ReasonSkipped};
   }
 
   void Read(zed::ByteBuffer& bytes) {
-    CheckUnchanged();
     if (!readWhole(m_file, m_status, m_place.Path(), bytes)) throw LeftAlone{ReasonChanged};
     CheckUnchanged();
   }
@@ -171,10 +171,16 @@ class Job {
     file.Rename(m_settings.overwrite);
     m_place.Force();
     if (m_settings.keep) return;
+    const auto takeBack = [&] {
+      if (m_place.Find(m_place.Name())) m_place.Remove(target);  // else it may be the only copy
+    };
     try {
       CheckUnchanged();
     } catch (const LeftAlone&) {
-      if (m_place.Find(m_place.Name())) m_place.Remove(target);  // else it may be the only copy
+      takeBack();
+      throw;
+    } catch (const tvk::FileException&) {
+      takeBack();
       throw;
     }
     m_place.Remove(m_place.Name());

@@ -259,7 +259,7 @@ class Matcher {
     if (isDotName(name)) return;
     if (lstat(entry.c_str(), &status) == 0) {
       addEntry() = entry;
-    } else if (errno != ENOENT && errno != ENOTDIR) {
+    } else if (errno != ENOENT && errno != ENOTDIR && name.size() <= NAME_MAX) {
       fail(errno);
     }
   }
@@ -276,7 +276,8 @@ class Matcher {
     const int result = glob(
         pattern.c_str(), 0,
         [](const char*, int error) {
-          if (error != ENOENT && error != ENOTDIR) s_error = error;
+          // What may not be read is no match, as for glob itself.
+          if (s_error == 0 && error != ENOENT && error != ENOTDIR && error != EACCES) s_error = error;
           return 0;
         },
         &found);

@@ -81,10 +81,10 @@ class TVK_EXPORT FileTreeScan : public File {
  private:
   FileString m_startFolder;
   std::uint64_t m_fileCount = 0;
-  int m_folderError = 0;
   std::uint32_t m_options;
   std::uint32_t m_flags;
   FileSpecification m_specification;
+  int m_folderError = 0;
 };
 
 }  // namespace tvk

@@ -228,7 +228,9 @@ class TreeCopy {
       // A FIFO is waited for where it is the target itself, but not where it only lies in the way.
       const int waiting = m_isForced ? O_NONBLOCK : 0;
       to = openAt(m_to.top(), targetName, O_WRONLY | O_TRUNC | openFlags(*existing) | waiting);
-      if (!to && (!m_isForced || unlinkat(m_to.top(), targetName, 0) != 0)) return fail(errno);
+      if (!to && (errno == EAGAIN || !m_isForced || unlinkat(m_to.top(), targetName, 0) != 0))
+        return fail(errno);
+      if (to && fcntl(to.get(), F_SETFL, fcntl(to.get(), F_GETFL) & ~O_NONBLOCK) != 0) return fail(errno);
     }
     if (!to) {
       const mode_t mode = m_isExact ? S_IRUSR | S_IWUSR : status.st_mode & accessBits;

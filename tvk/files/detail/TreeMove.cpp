@@ -56,9 +56,11 @@ int moveByCopy(const std::string& source, const struct stat& from, const std::st
 int moveTree(const std::string& source, const std::string& target) {
   if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
   std::string place = target;
-  if (const int error = resolveTarget(source, place); error != 0) return error;
   struct stat from;
   struct stat to;
+  // A link is replaced wherever it leads, also where nobody can look.
+  const int unknown = resolveTarget(source, place);
+  if (unknown != 0 && (lstat(target.c_str(), &to) != 0 || !S_ISLNK(to.st_mode))) return unknown;
   if (lstat(source.c_str(), &from) != 0) return errno;
   const bool exists = lstat(place.c_str(), &to) == 0;
   if (!exists && errno != ENOENT && errno != ENOTDIR) return errno;
