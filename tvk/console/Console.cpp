@@ -73,17 +73,25 @@ class Formatted {
 
 const char* orEmpty(const char* format) { return format != nullptr ? format : ""; }
 
+// How long a reader waits before it looks whether its input was stopped.
+constexpr int s_lookAgainMs = 200;
+
 // The next byte of standard input; 0 for none without `wait`, -1 for the end of input, for errors and when
 // `noInput` becomes true.
 int readByte(bool takesInterrupt, bool wait, const std::atomic<bool>& noInput) {
   if (const int ahead = platform::takeReadAhead(stdin); ahead >= 0) return ahead;
   KeyMode mode(takesInterrupt);
+  while (!mode.Enter()) {  // another console waits for a key
+    if (noInput) return -1;
+    if (!wait) return 0;
+    usleep(s_lookAgainMs * 1000);
+  }
   for (;;) {
     if (!mode.Take()) return -1;
     fd_set ready;
     FD_ZERO(&ready);
     FD_SET(STDIN_FILENO, &ready);
-    timeval limit{0, wait ? 200'000 : 0};
+    timeval limit{0, wait ? s_lookAgainMs * 1000 : 0};
     const int count = select(STDIN_FILENO + 1, &ready, nullptr, nullptr, &limit);
     if (noInput) return -1;
     if (count == 0 && !wait) return 0;
@@ -107,7 +115,7 @@ int nextByte(const std::atomic<bool>& noInput) {
       return byte;
     clearerr_unlocked(stdin);
     pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (errno == EAGAIN) poll(&input, 1, -1);
+    if (errno == EAGAIN) poll(&input, 1, s_lookAgainMs);
   }
 }
 

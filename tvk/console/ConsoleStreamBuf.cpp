@@ -92,9 +92,10 @@ ConsoleStreamBuf& ConsoleStreamBuf::Get() {
 ConsoleStreamBuf* ConsoleStreamBuf::Existing() noexcept { return s_buffer.load(std::memory_order_acquire); }
 
 void ConsoleStreamBuf::Destroy() {
-  ConsoleStreamBuf* const buffer = s_buffer.exchange(nullptr, std::memory_order_acq_rel);
+  ConsoleStreamBuf* const buffer = Existing();
   if (buffer == nullptr) return;
   buffer->HandOver();
+  s_buffer.store(nullptr, std::memory_order_release);
   buffer->DetachAll();
   const Lock lock(buffer->m_lock);
   buffer->m_outputFunction.store(nullptr, std::memory_order_relaxed);
@@ -103,6 +104,8 @@ void ConsoleStreamBuf::Destroy() {
   buffer->SetThirdFlag(true);
   buffer->m_toTerminal.store(true, std::memory_order_relaxed);
   buffer->ClearWriteError();
+  buffer->m_pendingText.clear();
+  buffer->m_logLine.clear();
   buffer->Reconsider();
 }
 

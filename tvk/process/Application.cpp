@@ -7,6 +7,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -77,12 +78,17 @@ StringBase<char> message(std::uint32_t code, const StringBase<char>& value) {
 }
 
 // The program's last words are to be seen, whatever state the console's stream is in and wherever it cannot
-// write. `before` is for the console alone.
-void sayLast(const std::string& text, const char* before = "") {
+// write, and also when memory is short. `before` is for the console alone.
+void sayLast(std::initializer_list<std::string_view> words, const char* before = "") {
   Console& console = Console::Get();
   console.clear();
-  console << before << text << std::endl;
-  if (ConsoleStreamBuf::Get().WriteError() != 0) std::fprintf(stderr, "%s\n", text.c_str());
+  ConsoleStreamBuf::Get().ClearWriteError();
+  console << before;
+  for (const std::string_view each : words) console << each;
+  console << std::endl;
+  if (ConsoleStreamBuf::Get().WriteError() == 0) return;
+  for (const std::string_view each : words) std::fwrite(each.data(), 1, each.size(), stderr);
+  std::fputc('\n', stderr);
 }
 
 // A process shows eight bits of its status; an abort must not look like success in them.
@@ -140,7 +146,7 @@ std::int32_t Application::Run(const FileString& program, const StringBase<char>&
       application->HandleException(e);
       Terminate(s_statusException);
     }
-    sayLast(std::string("Aborted: ") + e.what());
+    sayLast({"Aborted: ", e.what()});
     Terminate(s_statusWithoutApplication);
   }
   Terminate(s_statusExitFailed);
@@ -162,14 +168,14 @@ void Application::LoadLanguageModuleIfPresent() {
 
 std::int64_t Application::HandleException(const std::exception& e) {
   if (const auto* const abort = dynamic_cast<const AbortException*>(&e)) {
-    if (abort->GetCode() == s_abortedByUser) sayLast(message(s_messageAborted, GetName()), s_clearLine);
+    if (abort->GetCode() == s_abortedByUser) sayLast({message(s_messageAborted, GetName())}, s_clearLine);
     Terminate(exitStatus(abort->GetCode()));
   }
   if (const auto* const exception = dynamic_cast<const Exception*>(&e)) {
-    sayLast(e.what());
+    sayLast({e.what()});
     return exception->GetCode();
   }
-  sayLast(GetName() + ": " + e.what());
+  sayLast({GetName(), ": ", e.what()});
   return 0;
 }
 

@@ -56,8 +56,9 @@ bool SystemInfoImpl::GetInterfaceAddresses(std::vector<HostAddress>& list, bool 
 bool SystemInfoImpl::ReadInterfaceAddresses() {
   const detail::Descriptor socket(platform::openInterfaceSocket());
   if (!socket) return false;
-  for (const auto& bytes : platform::interfaceAddresses(socket.get()))
-    m_interfaceAddresses.emplace_back(bytes);
+  std::vector<HostAddress> addresses;
+  for (const auto& bytes : platform::interfaceAddresses(socket.get())) addresses.emplace_back(bytes);
+  m_interfaceAddresses = std::move(addresses);
   return true;
 }
 

@@ -60,7 +60,7 @@ void onSignal(int number) {
 
 }  // namespace
 
-KeyMode::KeyMode(bool takesInterrupt) : m_lock(s_lock), m_takesInterrupt(takesInterrupt) {
+KeyMode::KeyMode(bool takesInterrupt) : m_lock(s_lock, std::defer_lock), m_takesInterrupt(takesInterrupt) {
   [[maybe_unused]] static const int s_registered = std::atexit([] {
     s_isEnding = true;
     putBack(TCSANOW);
@@ -68,10 +68,13 @@ KeyMode::KeyMode(bool takesInterrupt) : m_lock(s_lock), m_takesInterrupt(takesIn
 }
 
 KeyMode::~KeyMode() {
+  if (!m_lock.owns_lock()) return;
   putBack(TCSADRAIN);
   if (!s_isHeld.exchange(false)) return;
   for (const int number : s_signals) exchangeAction(number, onSignal, SIG_DFL);
 }
+
+bool KeyMode::Enter() { return m_lock.try_lock(); }
 
 bool KeyMode::Take() {
   if (s_isOn || !m_isTerminal || s_isEnding || IsInBackground(STDIN_FILENO)) return true;
@@ -81,7 +84,12 @@ bool KeyMode::Take() {
     if (!s_isHeld.exchange(true))
       for (const int number : s_signals) exchangeAction(number, SIG_DFL, onSignal);
     if (m_takesInterrupt) SetInterruptKey(STDIN_FILENO, NoInterruptKey(), nullptr);
-    if (SetCanonical(STDIN_FILENO, false, nullptr, 1, nullptr) == 0) return true;
+    if (SetCanonical(STDIN_FILENO, false, nullptr, 1, nullptr) == 0) {
+      // A signal or an exit on the way here has put back what was not there yet.
+      s_isOn = true;
+      if (s_isEnding) putBack(TCSANOW);
+      return true;
+    }
   }
   m_isTerminal = false;
   if (errno == EINVAL || errno == ENOTTY) return true;

@@ -19,12 +19,14 @@ class KeyMode {
   KeyMode(const KeyMode&) = delete;
   KeyMode& operator=(const KeyMode&) = delete;
 
+  // False while another object has entered. Comes before Take().
+  bool Enter();
   // Switches the mode on where it is not: at first, after a stop, and once the process is in the foreground.
   // False, and said on standard error, when the terminal cannot be used.
   bool Take();
 
  private:
-  const std::lock_guard<std::mutex> m_lock;
+  std::unique_lock<std::mutex> m_lock;
   const bool m_takesInterrupt;
   bool m_isTerminal = true;
 };
