@@ -17,6 +17,7 @@
 #include <tvk/files/CurrentProcess.h>
 #include <tvk/files/Folders.h>
 #include <tvk/process/Application.h>
+#include <tvk/process/Module.h>
 #include <tvk/process/ModuleRegistry.h>
 #include <tvk/process/SystemInfo.h>
 #include <tvk/process/ThreadGroup.h>
@@ -263,7 +264,11 @@ struct Tool : Application {
     return Console::Get().good() && CurrentProcess::Get().Id() == getpid() ? 0 : 4;
   }
   std::int64_t HandleException(const std::exception& e) override {
-    Application::HandleException(e);
+    try {
+      Application::HandleException(e);
+    } catch (const std::bad_alloc&) {
+      // the process would end all the same
+    }
     throw Reported();
   }
   struct Reported {};
@@ -272,15 +277,26 @@ struct Tool : Application {
 void frame(Trial& trial) {
   const char* const arguments[] = {"tool", "an argument", "another", nullptr};
   const bool isDone = trial.run({}, {}, [&] {
+    Tool tool;
     try {
-      Tool tool;
       return Application::Main(3, arguments) == 0 && tool.GetCommandLine() == "\"an argument\" another" &&
              ConsoleStreamBuf::Get().WriteError() == 0;
     } catch (const Tool::Reported&) {
       return false;
+    } catch (const std::exception&) {
+      throw std::logic_error("what nobody reported");
     }
   });
   trial.expect(Trial::screen() == "works\n" || !isDone, "not run");
+}
+
+// A module in a process without a frame.
+void module(Trial& trial) {
+  struct Part : Module {
+    Part() : Module("PT", "part") {}
+  } part;
+  runTwice(trial, {},
+           [&] { return Module::Start(&part) && CurrentProcess::Get().Id() == getpid() && Module::Stop(); });
 }
 
 void system(Trial& trial) {
@@ -334,6 +350,7 @@ constexpr Operation operations[] = {
     {"command line", "malloc", commandLine},
     {"threads", "pthread_create", threads},
     {"program frame", "", frame, true},
+    {"module", "", module, true},
     {"system", "socket gethostname", system},
     {"system, first", "socket", system, true},
     {"blocks", "malloc", blocks},

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -97,6 +98,24 @@ int exitStatus(std::int64_t code) {
   return status == 0 && code != 0 ? 1 : status;
 }
 
+// Reports what escaped, if need be without memory, and ends the process.
+[[noreturn]] void endWith(const std::exception& e) {
+  Application* const application = Application::GetApplication();
+  int status = application != nullptr ? s_statusException : s_statusWithoutApplication;
+  try {
+    if (application != nullptr) {
+      application->HandleException(e);
+    } else {
+      sayLast({"Aborted: ", e.what()});
+    }
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "%s\n", e.what());
+    if (const auto* const abort = dynamic_cast<const AbortException*>(&e))
+      status = exitStatus(abort->GetCode());
+  }
+  Application::Terminate(status);
+}
+
 }  // namespace
 
 Application::Application(const char* codePrefix, const char* name) : StartUp(codePrefix, name) {
@@ -123,9 +142,17 @@ std::int32_t Application::Main(int argc, const char* const* argv) {
   std::setlocale(LC_CTYPE, "");
   std::setlocale(LC_TIME, "");
   for (const int number : {SIGUSR1, SIGUSR2, SIGHUP}) ignoreSignal(number);
-  ArgumentList& arguments = ArgumentList::OfProcess();
-  arguments = ArgumentList(argc, argv);
-  return Run(argc > 0 && argv != nullptr ? argv[0] : nullptr, joined(arguments));
+  FileString program;
+  StringBase<char> commandLine;
+  try {
+    ArgumentList& arguments = ArgumentList::OfProcess();
+    arguments = ArgumentList(argc, argv);
+    program = argc > 0 && argv != nullptr ? argv[0] : nullptr;
+    commandLine = joined(arguments);
+  } catch (const std::exception& e) {
+    endWith(e);
+  }
+  return Run(program, commandLine);
 }
 
 std::int32_t Application::Run(const FileString& program, const StringBase<char>& commandLine) {
@@ -142,12 +169,7 @@ std::int32_t Application::Run(const FileString& program, const StringBase<char>&
     }
     if (application->Exit()) return result;
   } catch (const std::exception& e) {
-    if (Application* const application = GetApplication()) {
-      application->HandleException(e);
-      Terminate(s_statusException);
-    }
-    sayLast({"Aborted: ", e.what()});
-    Terminate(s_statusWithoutApplication);
+    endWith(e);
   }
   Terminate(s_statusExitFailed);
 }
