@@ -1,5 +1,6 @@
 #include <tvk/console/detail/KeyMode.h>
 
+#include <sched.h>
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
@@ -19,24 +20,58 @@ constexpr int s_signals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE, SIGALR
 
 constinit std::mutex s_lock;
 
-// What a signal handler needs; the mode that was is written before `s_isOn` becomes true.
-std::atomic<bool> s_isOn{false};      // the terminal is not as it was
-std::atomic<bool> s_isHeld{false};    // there are handlers
-std::atomic<bool> s_isEnding{false};  // somebody called exit()
-termios s_before;
-pid_t s_owner;
+std::atomic<pid_t> s_owner{0};      // the process whose terminal is not as it was
+std::atomic<bool> s_isHeld{false};  // there are handlers
+std::atomic<int> s_leaving{0};      // how many are about to stop or to end the process
+std::atomic_flag s_changing;
+termios s_before;  // written before s_owner
+
+// One thread or handler at a time changes the mode, and no handler of its own comes in between.
+class ModeChange {
+ public:
+  ModeChange() noexcept {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &m_mask);
+    while (s_changing.test_and_set(std::memory_order_acquire)) sched_yield();
+  }
+  ~ModeChange() {
+    s_changing.clear(std::memory_order_release);
+    pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
+  }
+  ModeChange(const ModeChange&) = delete;
+  ModeChange& operator=(const ModeChange&) = delete;
+
+ private:
+  sigset_t m_mask;
+};
+
+int setMode(const termios& attributes) noexcept {
+  int answer = 0;
+  do {
+    answer = tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
+  } while (answer != 0 && errno == EINTR);
+  return answer;
+}
+
+// Lets pending output go first, where it may be held up: here signals still get through.
+void drain() noexcept {
+  while (!IsInBackground(STDIN_FILENO) && tcdrain(STDIN_FILENO) != 0 && errno == EINTR) {
+  }
+}
 
 // Leaves alone what somebody else changed meanwhile.
-void putBack(int when) noexcept {
-  if (!s_isOn || getpid() != s_owner) return;
+void putBack() noexcept {
+  if (s_owner != getpid()) return;
+  const ModeChange change;
+  if (s_owner != getpid()) return;
   termios attributes;
   if (!IsInBackground(STDIN_FILENO) && tcgetattr(STDIN_FILENO, &attributes) == 0) {
     attributes.c_lflag = (attributes.c_lflag & ~tcflag_t{ICANON}) | (s_before.c_lflag & tcflag_t{ICANON});
     for (const int changed : {VINTR, VMIN, VTIME}) attributes.c_cc[changed] = s_before.c_cc[changed];
-    while (tcsetattr(STDIN_FILENO, when, &attributes) != 0 && errno == EINTR) {
-    }
+    setMode(attributes);
   }
-  s_isOn = false;
+  s_owner = 0;
 }
 
 void exchangeAction(int number, void (*from)(int), void (*to)(int)) noexcept {
@@ -51,10 +86,12 @@ void exchangeAction(int number, void (*from)(int), void (*to)(int)) noexcept {
 // Without a key mode, should the program have kept it and set it again, it is as good as the default.
 void onSignal(int number) {
   const int error = errno;
-  putBack(TCSANOW);  // without waiting for output, which may have been held up
+  ++s_leaving;  // no other thread takes the mode again
+  putBack();
   exchangeAction(number, onSignal, SIG_DFL);
   raise(number);
   if (s_isHeld) exchangeAction(number, SIG_DFL, onSignal);  // it was but a stop
+  --s_leaving;
   errno = error;
 }
 
@@ -62,14 +99,15 @@ void onSignal(int number) {
 
 KeyMode::KeyMode(bool takesInterrupt) : m_lock(s_lock, std::defer_lock), m_takesInterrupt(takesInterrupt) {
   [[maybe_unused]] static const int s_registered = std::atexit([] {
-    s_isEnding = true;
-    putBack(TCSANOW);
+    ++s_leaving;
+    putBack();
   });
 }
 
 KeyMode::~KeyMode() {
   if (!m_lock.owns_lock()) return;
-  putBack(TCSADRAIN);
+  if (s_owner == getpid()) drain();
+  putBack();
   if (!s_isHeld.exchange(false)) return;
   for (const int number : s_signals) exchangeAction(number, onSignal, SIG_DFL);
 }
@@ -77,19 +115,21 @@ KeyMode::~KeyMode() {
 bool KeyMode::Enter() { return m_lock.try_lock(); }
 
 bool KeyMode::Take() {
-  if (s_isOn || !m_isTerminal || s_isEnding || IsInBackground(STDIN_FILENO)) return true;
+  if (!m_isTerminal || s_owner == getpid() || IsInBackground(STDIN_FILENO)) return true;
+  drain();
+  const ModeChange change;
+  if (s_leaving != 0) return true;
   if (tcgetattr(STDIN_FILENO, &s_before) == 0) {
     s_owner = getpid();
-    s_isOn = true;
     if (!s_isHeld.exchange(true))
       for (const int number : s_signals) exchangeAction(number, SIG_DFL, onSignal);
-    if (m_takesInterrupt) SetInterruptKey(STDIN_FILENO, NoInterruptKey(), nullptr);
-    if (SetCanonical(STDIN_FILENO, false, nullptr, 1, nullptr) == 0) {
-      // A signal or an exit on the way here has put back what was not there yet.
-      s_isOn = true;
-      if (s_isEnding) putBack(TCSANOW);
-      return true;
-    }
+    termios attributes = s_before;
+    attributes.c_lflag &= ~tcflag_t{ICANON};
+    attributes.c_cc[VMIN] = 1;
+    attributes.c_cc[VTIME] = 0;
+    if (m_takesInterrupt) attributes.c_cc[VINTR] = NoInterruptKey();
+    if (setMode(attributes) == 0) return true;
+    s_owner = 0;
   }
   m_isTerminal = false;
   if (errno == EINVAL || errno == ENOTTY) return true;
