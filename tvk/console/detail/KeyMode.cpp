@@ -1,5 +1,6 @@
 #include <tvk/console/detail/KeyMode.h>
 
+#include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <termios.h>
@@ -20,11 +21,12 @@ constexpr int s_signals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGPIPE, SIGALR
 
 constinit std::mutex s_lock;
 
-std::atomic<pid_t> s_owner{0};      // the process whose terminal is not as it was
-std::atomic<bool> s_isHeld{false};  // there are handlers
-std::atomic<int> s_leaving{0};      // how many are about to stop or to end the process
+std::atomic<pid_t> s_owner{0};        // the process whose terminal is not as it was
+std::atomic<pid_t> s_waiting{0};      // the process that has the handlers
+std::atomic<bool> s_isEnding{false};  // by exit() or a signal
 std::atomic_flag s_changing;
-termios s_before;  // written before s_owner
+termios s_before;    // written before s_owner
+pthread_t s_reader;  // written before s_waiting
 
 // One thread or handler at a time changes the mode, and no handler of its own comes in between.
 class ModeChange {
@@ -32,6 +34,7 @@ class ModeChange {
   ModeChange() noexcept {
     sigset_t all;
     sigfillset(&all);
+    sigdelset(&all, SIGTTOU);  // stops a change from the background
     pthread_sigmask(SIG_BLOCK, &all, &m_mask);
     while (s_changing.test_and_set(std::memory_order_acquire)) sched_yield();
   }
@@ -83,15 +86,26 @@ void exchangeAction(int number, void (*from)(int), void (*to)(int)) noexcept {
   sigaction(number, &action, nullptr);
 }
 
+// A stop that came to another thread, from which the reader would return to wait for a line, is made the reader's.
+bool handOn(int number) noexcept {
+  if (s_waiting != getpid()) return false;
+  const ModeChange change;
+  if (s_waiting != getpid() || pthread_equal(s_reader, pthread_self())) return false;
+  return pthread_kill(s_reader, number) == 0;
+}
+
 // Without a key mode, should the program have kept it and set it again, it is as good as the default.
 void onSignal(int number) {
   const int error = errno;
-  ++s_leaving;  // no other thread takes the mode again
-  putBack();
-  exchangeAction(number, onSignal, SIG_DFL);
-  raise(number);
-  if (s_isHeld) exchangeAction(number, SIG_DFL, onSignal);  // it was but a stop
-  --s_leaving;
+  const bool isStop = number == SIGTSTP || number == SIGTTIN;
+  const bool isLate = number == SIGTTIN && !IsInBackground(STDIN_FILENO);
+  if (!isLate && !(isStop && handOn(number))) {
+    if (!isStop) s_isEnding = true;  // the reader does not take the mode again
+    putBack();
+    exchangeAction(number, onSignal, SIG_DFL);
+    raise(number);
+    if (s_waiting == getpid()) exchangeAction(number, SIG_DFL, onSignal);  // it was but a stop
+  }
   errno = error;
 }
 
@@ -99,7 +113,7 @@ void onSignal(int number) {
 
 KeyMode::KeyMode(bool takesInterrupt) : m_lock(s_lock, std::defer_lock), m_takesInterrupt(takesInterrupt) {
   [[maybe_unused]] static const int s_registered = std::atexit([] {
-    ++s_leaving;
+    s_isEnding = true;
     putBack();
   });
 }
@@ -108,8 +122,10 @@ KeyMode::~KeyMode() {
   if (!m_lock.owns_lock()) return;
   if (s_owner == getpid()) drain();
   putBack();
-  if (!s_isHeld.exchange(false)) return;
+  if (s_waiting != getpid()) return;
   for (const int number : s_signals) exchangeAction(number, onSignal, SIG_DFL);
+  const ModeChange change;
+  s_waiting = 0;
 }
 
 bool KeyMode::Enter() { return m_lock.try_lock(); }
@@ -118,11 +134,14 @@ bool KeyMode::Take() {
   if (!m_isTerminal || s_owner == getpid() || IsInBackground(STDIN_FILENO)) return true;
   drain();
   const ModeChange change;
-  if (s_leaving != 0) return true;
+  if (s_isEnding || IsInBackground(STDIN_FILENO)) return true;
   if (tcgetattr(STDIN_FILENO, &s_before) == 0) {
     s_owner = getpid();
-    if (!s_isHeld.exchange(true))
+    if (s_waiting != getpid()) {
+      s_reader = pthread_self();
+      s_waiting = getpid();
       for (const int number : s_signals) exchangeAction(number, SIG_DFL, onSignal);
+    }
     termios attributes = s_before;
     attributes.c_lflag &= ~tcflag_t{ICANON};
     attributes.c_cc[VMIN] = 1;
