@@ -21,7 +21,8 @@ void isIn(Number least, Number value, Number largest) {
 
 class Parser : public tvk::CommandLineParsing {
  public:
-  Parser(const tvk::ArgumentList& arguments, fuzz::Input& in) : CommandLineParsing(arguments), m_in(in) {
+  Parser(const tvk::ArgumentList& arguments, fuzz::Input& in)
+      : CommandLineParsing(arguments), m_in(in), m_count(arguments.Count()) {
     while (!m_in.AtEnd()) Step();
   }
 
@@ -45,7 +46,7 @@ class Parser : public tvk::CommandLineParsing {
     const auto isNext = [&operation] { return operation-- == 0; };
     operation %= 26;
     if (isNext()) Advance(a % 2 ? b : b % 16);
-    if (isNext()) Mark(), m_mark = Position(), m_isMarked = Argument() != nullptr;
+    if (isNext()) Mark(), m_mark = Position(), m_isMarked = ArgumentIndex() < m_count;
     if (isNext()) ClearMark(), m_isMarked = false;
     if (isNext()) Restore(), assert(!m_isMarked || Position() == m_mark);
     if (isNext()) SelectArgument();
@@ -73,6 +74,7 @@ class Parser : public tvk::CommandLineParsing {
   }
 
   fuzz::Input& m_in;
+  const std::size_t m_count;
   const char* m_mark = nullptr;
   bool m_isMarked = false, m_isIso = false;
   int m_depth = 0;
