@@ -20,19 +20,14 @@
 #include <zed/Compressor.h>
 #include <zed/Decompressor.h>
 
+#include "Probe.h"
+
 namespace {
 
 using namespace std::string_literals;
 using tvk::DateTimeO;
 using Narrow = tvk::StringBase<char>;
 using Wide = tvk::StringBase<wchar_t>;
-
-std::vector<std::string> split(const std::string& text) {
-  std::vector<std::string> parts;
-  std::istringstream in(text);
-  for (std::string part; std::getline(in, part, '\0');) parts.push_back(part);
-  return parts;
-}
 
 // --- Dates.
 
@@ -179,6 +174,12 @@ std::string resultOf(char operation, const std::string& text) {
       return number(text);
     case 'e':
       return item(text);
+    case 'a':
+      return answerArguments(text);
+    case 'p':
+      return answerItem(text);
+    case 'x':
+      return answerText(text);
     case 's':
       return scanned(text);
     case 'g':
@@ -196,12 +197,15 @@ std::string resultOf(char operation, const std::string& text) {
   }
 }
 
-// "=" and the answer, or "!" with the code and the first word of an exception.
+// "=" and the answer, or "!" with the code of an exception, its first values and its location.
 std::string answer(const std::string& question) {
   try {
     return "=" + resultOf(question.at(0), question.substr(1));
   } catch (const tvk::Exception& e) {
-    return "!" + std::to_string(e.GetCode()) + ":" + e.First();
+    std::string text = "!" + std::to_string(e.GetCode()) + ":" + e.First();
+    for (const Narrow& more : {e.Second(), e.Location()})
+      if (!more.empty()) text += ";" + more;
+    return text;
   }
 }
 

@@ -1,0 +1,124 @@
+// What the command-line parser and the scanner answer (see Probe.cpp).
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+
+#include <tvk/cmdline/CommandLineParsing.h>
+#include <tvk/cmdline/Parsing.h>
+#include <tvk/files/HostAddress.h>
+#include <tvk/text/Exception.h>
+#include <tvk/time/DateTime.h>
+
+#include "differential/Probe.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+struct Arguments : tvk::CommandLineParsing {
+  using CommandLineParsing::CommandLineParsing;
+
+  // Options: "-x", "-bVALUE" or "-b VALUE", and "-" alone.
+  bool HandleOption() override {
+    if (!Accept('b')) return AtEnd(false) || Accept('X');
+    if (AtEnd(false)) NextArgument();
+    ReadText(text);
+    return true;
+  }
+
+  std::string Do(const std::string& operation, const std::string& a, const std::string& b) {
+    const auto low = static_cast<std::uint32_t>(std::strtoll(a.c_str(), nullptr, 10));
+    const auto high = static_cast<std::uint32_t>(std::strtoll(b.c_str(), nullptr, 10));
+    const auto count = static_cast<std::int32_t>(low);
+    if (operation == "unsigned max") return std::to_string(ReadUnsignedMax(low));
+    if (operation == "signed max") return std::to_string(ReadSignedMax(count));
+    if (operation == "digits") return std::to_string(ReadDigits(low, b.empty() ? nullptr : b.c_str()));
+    if (operation == "char") return {ReadChar(low != 0)};
+    if (operation == "lower") return {ReadCharLower(low != 0)};
+    if (operation == "expect") return {ExpectChar(a[0])};
+    if (operation == "one of") return {ReadOneOf(a.c_str())};
+    if (operation == "keyword") return std::to_string(ReadKeyword(a.c_str()));
+    if (operation == "text") return ReadText(text, count), text;
+    if (operation == "quoted") return ReadQuotedText(text, count), text;
+    if (operation == "file") return ReadFileName(text, folder, name), text + ";" + folder + ";" + name;
+    if (operation == "host") return ReadHost(host), host.ToText();
+    if (operation == "date") return ReadDate(moment, flag), (flag ? "iso " : "") + moment.ToRfc3339();
+    if (operation == "no date") return moment = tvk::DateTimeO(), "";
+    if (operation == "time") {
+      const bool isRead = ReadTimeOfDay(moment, low != 0, high != 0);
+      return (isRead ? "" : "no ") + moment.ToRfc3339().substr(11);
+    }
+    if (operation == "parse") return Parse(), text;
+    if (operation == "next") return std::to_string(NextArgument());
+    if (operation == "advance") return Advance(count), "";
+    if (operation == "mark") return Mark(), "";
+    if (operation == "clear mark") return ClearMark(), "";
+    if (operation == "restore") return Restore(), "";
+    if (operation == "at end") return std::to_string(AtEnd(low != 0));
+    if (operation == "at end of all") return std::to_string(AtEndOfAll(low != 0));
+    if (operation == "digit for") return std::to_string(IsDigitFor(low));
+    if (operation == "where") return std::to_string(ArgumentIndex()) + (IsLastArgument() ? " last" : "");
+    std::abort();
+  }
+
+  std::string text, folder, name;
+  tvk::HostAddress host;
+  tvk::DateTimeO moment = tvk::DateTimeO::FromRfc3339("2024-03-15T01:02:03Z");
+  bool flag = false;
+};
+
+// Refuses items that begin with "#" or are "bad". Takes the escapes "\!" and, for the whole rest, "\$"; fails at "\?".
+struct Hooked : tvk::Parsing {
+  using Parsing::Parsing;
+  bool BeginItem(tvk::ItemRecord& record, char first) override {
+    calls += " begin "s + first + std::to_string(record.extra);
+    return first != '#';
+  }
+  bool EndItem(tvk::ItemRecord& record) override {
+    calls += " end " + record.output;
+    if (record.output == "bad") record.errorCode = 2005;
+    return record.output != "bad";
+  }
+  bool HandleEscape(tvk::ItemRecord& record) override {
+    if (*Cursor() == '?') record.errorCode = 4711;
+    if (*Cursor() != '!' && *Cursor() != '$') return false;
+    SetCursor(*Cursor() == '!' ? Cursor() + 1 : nullptr);
+    return Append(record, '<') && AppendLineBreak(record) && Append(record, '>');
+  }
+  std::string calls;
+};
+
+}  // namespace
+
+// Operations of three words (name and parameters), "--" and the arguments. Answered by what each
+// operation answers or puts out, with ";" between them, and "|REST".
+std::string answerArguments(const std::string& question) {
+  const auto words = split(question + '\0');
+  const auto end = std::find(words.begin(), words.end(), "--");
+  tvk::ArgumentList list;
+  std::for_each(end + 1, words.end(), [&](const std::string& word) { list.Add(word.c_str()); });
+  Arguments arguments(list);
+  std::string answers;
+  for (auto word = words.begin(); word != end; word += 3)
+    answers += (word == words.begin() ? "" : ";") + arguments.Do(word[0], word[1], word[2]);
+  return answers + "|" + (arguments.Position() != nullptr ? arguments.Position() : "null");
+}
+
+// Flags, a limit, "hooked", "blank breaks" or "plain", and the text, or nothing for the null text. Answered
+// by the item or "!" and the failure, "|REST", and the calls of the hooks.
+std::string answerItem(const std::string& question) {
+  const auto parts = split(question + '\0');
+  const char* const text = parts.size() > 3 ? parts[3].c_str() : nullptr;
+  Hooked hooked(text);
+  tvk::Parsing plain(text);
+  tvk::Parsing& scanner = parts[2] == "hooked" ? hooked : plain;
+  tvk::Parsing::SetLineBreaksAreBlank(parts[2] == "blank breaks");
+  tvk::StringBase<char> out = "rubbish";
+  try {
+    if (!scanner.ReadItem(out, static_cast<std::uint32_t>(std::stoul(parts[0])), std::stoi(parts[1]), 7))
+      out = "failed without an exception";
+  } catch (const tvk::Exception& e) {
+    out = "!" + std::to_string(e.GetCode()) + ":" + e.First();
+  }
+  return out + "|" + scanner.Cursor() + hooked.calls;
+}
