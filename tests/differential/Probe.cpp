@@ -86,14 +86,15 @@ std::string item(const std::string& text) {
   return out;
 }
 
-// --- Scans: "-" for the folder alone, "r" for all below it and "a" for sub-folders in front; the folder; the patterns.
+// --- Scans: "-" for the folder alone, "r" for all below it, "a" for sub-folders in front; the folder; the patterns.
 // Answered by "+" for a folder and the number of its matches, the number of each match, and "-" when it is visited, each
-// with the path.
+// with the path. With "e" the folder alone is scanned and its error is the answer.
 
 struct Scan : tvk::FileTreeScan {
   using FileTreeScan::FileTreeScan;
   void onFolder(const tvk::FileString& path, std::span<const tvk::FileString> files) override {
     Note("+" + std::to_string(files.size() + fileCount()), path);
+    error = folderError();
   }
   void onFile(const tvk::FileString& path) override { Note(std::to_string(fileCount()), path); }
   void onFolderVisited() override { Note("-", Name()); }
@@ -109,17 +110,18 @@ struct Scan : tvk::FileTreeScan {
     }
   }
   std::string found;
+  int error = -1;
 };
 
 std::string scanned(const std::string& question) {
   const auto parts = split(question);
   tvk::FileSpecification specification;
-  specification.recursive = parts[0] != "-";
+  specification.recursive = parts[0] == "r" || parts[0] == "a";
   specification.folder = parts[1];
   for (std::size_t i = 2; i < parts.size(); ++i) specification.add(parts[i]);
   Scan scan(specification, parts[0] == "a" ? tvk::ScanFoldersAfter : 0);
   scan.run();
-  return scan.found;
+  return parts[0] == "e" ? std::to_string(scan.error) : scan.found;
 }
 
 // --- Blocks. "refused" when there is no result.

@@ -1,9 +1,13 @@
 """Files and trees copied, moved and removed as cp, mv and rm do it: the same answer, and the same tree afterwards. Then
 moves to another device, which cp -a could have made, and work without rights. The arguments are the programs tree_work and fault_shim."""
+import array
+import fcntl
 import os
 import subprocess
 import sys
 import tempfile
+import termios
+import time
 
 from probe import compare, finish
 
@@ -97,13 +101,29 @@ def without_rights():
     compare("copyTo", (done("copyTo", "a/f", "w"), shell("cat w/f")), ((0, False), "1\n"))  # removed and made anew
     compare("copy", done("copy", "a", "w"), (1, True))
     compare("copied", [os.path.exists("w/a/" + name) for name in ("f", "full/x", "secret")], [True, True, False])
+    shell("ln -s a/closed/x way; echo 4 >b")
+    compare("a link that nobody may look behind", (done("move", "b", "way"), shell("cat way")), ((0, False), "4\n"))
     compare("remove", done("remove", "a")[0], 1)
     compare("removed", [os.path.exists("a/" + name) for name in ("full/x", "f", "closed")], [True, False, False])
 
 
+def to_who_reads_later():
+    """What lies in the way of a copy may be a FIFO: its reader is waited for."""
+    shell("mkdir t; mkfifo t/f; seq 50000 >f")
+    with open(os.open("t/f", os.O_RDONLY | os.O_NONBLOCK), "rb") as reader:
+        os.set_blocking(reader.fileno(), True)
+        with subprocess.Popen([TREE_WORK, "copyTo", "f", "t"]) as copy:
+            waiting, end = array.array("i", [0]), time.monotonic() + 20
+            while waiting[0] < fcntl.fcntl(reader, fcntl.F_GETPIPE_SZ) and time.monotonic() < end:  # until it is full
+                time.sleep(0.001)
+                fcntl.ioctl(reader, termios.FIONREAD, waiting)
+            compare("what comes out", reader.read().decode(), shell("cat f"))
+        compare("copyTo FIFO", copy.returncode, 0)
+
+
 TREE_WORK, SHIM = map(os.path.abspath, sys.argv[1:3])
 os.umask(0o022)
-for work in as_the_commands, across_devices, without_rights:
+for work in as_the_commands, across_devices, without_rights, to_who_reads_later:
     with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as top:
         os.chdir(top)
         work()

@@ -4,6 +4,7 @@ The second argument is the folder with the locales of the tests. Root gives up t
 files, which makes unreadable folders.
 """
 import ctypes
+import errno
 import functools
 import itertools
 import locale
@@ -149,6 +150,17 @@ def against_find():
         compare((names, "folders"), sorted(line[2:] for line in got if line.startswith(b"- ./")), folders)
 
 
+def errors():
+    """A folder that cannot be read is told; what a pattern may not look into is no match, as for glob."""
+    cases = [
+        (b".", b"closed/*", 0), (b".", b"*/a", 0), (b".", b"searchable/[a]", 0), (b".", b"closed/a", 0), (b".", b"none", 0),
+        (b".", b"n" * 256, 0), (b"closed", b"*", errno.EACCES), (b"searchable", b"*", errno.EACCES), (b"searchable", b"a", 0),
+        (b"readable", b"a", errno.EACCES), (b"none", b"*", errno.ENOENT), (b"a", b"*", errno.ENOTDIR),
+        (b"loop", b"*", errno.ELOOP)]
+    for case, got in zip(cases, ask([b"se\0%s\0%s\0" % case[:2] for case in cases])):
+        compare((*case[:2], "error"), got, b"=%d" % case[2])
+
+
 def deep_on_a_small_stack():
     """Folders and patterns of any depth take no stack."""
     path = b"deep" + b"/d" * 900
@@ -176,6 +188,7 @@ def main():
     against_find()
     for folder, mode in MODES.items():
         os.chmod(folder, mode)
+    errors()
     places = [b"", b"in", b"closed", b"searchable", b"readable", b"all", b".", b"link", b"./in//", *readable[2:], b"../tree", b"none", b"a"]
     for number, name in enumerate(LOCALES):
         os.environ["LC_ALL"] = name

@@ -184,6 +184,14 @@ class Tvkpack(unittest.TestCase):
         self.assertEqual(hooked("-overwrite", "-quiet", self.path("a"))[1], "")
         self.assertEqual(names_of(self.tree), "a.gz b.gz broken.gz none.gz two.gz")
 
+    def test_a_folder_that_cannot_be_read_is_told(self):
+        """Also where it was seen before, as an entry of another folder."""
+        os.mkdir(self.path("closed"), 0)
+        for arguments in (["-recurse", self.tree], [self.tree, self.path("closed")], [self.path("closed")] * 2):
+            status, output, _ = run(*UNPRIVILEGED, HOOKED, *arguments)
+            self.assertEqual(status, 4, arguments)
+            self.assertIn(", 1 failed", output)
+
     def test_help_fits_the_screen(self):
         for language in "C", "de_DE.ISO-8859-15":
             status, output, _ = tvkpack("-help", LANG=language)
@@ -291,6 +299,7 @@ def read_until(terminal, text):
     return shown
 
 
+UNPRIVILEGED = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
 TVKPACK, HOOKED, locales = map(os.path.abspath, sys.argv[1:4])
 for name in [name for name in os.environ if re.match("LANG|LC_|DISPLAY$", name)]:
     del os.environ[name]
