@@ -102,7 +102,7 @@ def without_rights():
     compare("copy", done("copy", "a", "w"), (1, True))
     compare("copied", [os.path.exists("w/a/" + name) for name in ("f", "full/x", "secret")], [True, True, False])
     shell("ln -s a/closed/x way; echo 4 >b")
-    compare("a link that nobody may look behind", (done("move", "b", "way"), shell("cat way")), ((0, False), "4\n"))
+    compare("a link that nobody may look behind", (done("move", "b", "way"), os.path.islink("way")), ((0, False), False))
     compare("remove", done("remove", "a")[0], 1)
     compare("removed", [os.path.exists("a/" + name) for name in ("full/x", "f", "closed")], [True, False, False])
 

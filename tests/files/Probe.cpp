@@ -196,7 +196,7 @@ std::string resultOf(const Words& words) {
   if (work == "unlock") return std::to_string(close(s_locked));
   if (work == "process") {
     const auto& process = CurrentProcess::Get();
-    return process.Folder() + " " + process.ExecutablePath() + " " + std::to_string(process.Id());
+    return process.Folder() + " " + process.ExecutablePath() + " " + std::to_string(getpid());
   }
   if (work == "fail") throw FileException(Number{first}, second, Number{words[3]});
   if (work == "failWith") throw FileException::Of(Number{first}, second, words[3], words[4]);
