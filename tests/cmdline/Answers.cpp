@@ -7,6 +7,7 @@
 #include <tvk/cmdline/Parsing.h>
 #include <tvk/files/HostAddress.h>
 #include <tvk/text/Exception.h>
+#include <tvk/text/Hexadecimal.h>
 #include <tvk/time/DateTime.h>
 
 #include "differential/Probe.h"
@@ -29,7 +30,13 @@ struct Arguments : tvk::CommandLineParsing {
   std::string Do(const std::string& operation, const std::string& a, const std::string& b) {
     const auto low = static_cast<std::uint32_t>(std::strtoll(a.c_str(), nullptr, 10));
     const auto high = static_cast<std::uint32_t>(std::strtoll(b.c_str(), nullptr, 10));
-    const auto count = static_cast<std::int32_t>(low);
+    const auto count = static_cast<std::int32_t>(low), most = static_cast<std::int32_t>(high);
+    unsigned char bytes[8];
+    if (operation == "int64") return std::to_string(ReadInt64(std::stoll(a), std::stoll(b)));
+    if (operation == "uint64") return std::to_string(ReadUInt64(std::stoull(a), std::stoull(b)));
+    if (operation == "unsigned") return std::to_string(ReadUnsignedRange(low, high));
+    if (operation == "signed") return std::to_string(ReadSignedRange(count, most));
+    if (operation == "bytes") return tvk::EncodeHexadecimal({bytes, ReadHexBytes(bytes, sizeof bytes)});
     if (operation == "unsigned max") return std::to_string(ReadUnsignedMax(low));
     if (operation == "signed max") return std::to_string(ReadSignedMax(count));
     if (operation == "digits") return std::to_string(ReadDigits(low, b.empty() ? nullptr : b.c_str()));

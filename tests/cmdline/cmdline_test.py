@@ -12,18 +12,20 @@ os.environ.update(HOME="/home/u", TZ="XST-3")
 # --- Command lines. An answer is "VALUE|REST", or "!CODE:TEXT" for a failure; 2001 also has the argument and the location.
 
 
-def run(operations, *arguments):
-    """The answer to operations on a command line; each is a tuple of its name and up to two parameters."""
-    words = [str(word) for name, *parameters in operations for word in (name, *parameters, "", "")[:3]]
-    question = "\0".join([*words, "--", *arguments])
-    [answer] = ask([b"a" + question.encode("latin-1")])
-    return answer.decode("latin-1").removeprefix("=")
+def run(rows):
+    """Asks what operations do to command lines. A row is what is expected, the operations, each a tuple of its name and up
+    to two parameters, and the arguments."""
+    questions = []
+    for _, operations, *arguments in rows:
+        words = [str(word) for name, *parameters in operations for word in (name, *parameters, "", "")[:3]]
+        questions.append(b"a" + "\0".join([*words, "--", *arguments]).encode("latin-1"))
+    for (expected, *row), answer in zip(rows, ask(questions)):
+        compare(row, answer.decode("latin-1").removeprefix("="), expected)
 
 
 def check(operation, rows, on_empty="!2003:"):
     """One operation on each argument, and on an empty one."""
-    for argument, expected in {"": on_empty, **rows}.items():
-        compare((operation, argument), run([operation], argument), expected)
+    run([(expected, [operation], argument) for argument, expected in {"": on_empty, **rows}.items()])
 
 
 check(("unsigned max", 0), {"4294967295": "4294967295|"})
@@ -46,7 +48,7 @@ check(("file",), {"~/data,rest": "/home/u/data;/home/u;data|,rest", '"a,b"': 'a;
                   '"a/b': "a/b;a;b|null", "/x": "/x;/;x|null", "~bob": "/home/ubob;/home;ubob|null", '"': "!2003:",
                   ",": ";;|,"})
 del os.environ["HOME"]
-compare("no HOME", run([("file",)], "~"), "~;;~|null")
+run([("~;;~|null", [("file",)], "~")])
 check(("host",), {"127.0.0.1;x": "127.0.0.1|;x", "LOCALHOST#": "127.0.0.1|#", "0:0:1+": "0:0:1::|+",
                   "::1 x": "0:0:1::| x", "::1\tx": "0:0:1::|\tx", "::1\nx": "0:0:1::|\nx", "::1*": "0:0:1::|*",
                   ",": "!2001:,;,;,"})
@@ -66,25 +68,21 @@ check(("time", 0, 0), {
     "/1:2:3CET": "01:02:03+01:00|", ",1:2:3hst;": "01:02:03-10:00|;", "T1:2:3msk": "01:02:03+03:00|",
     "T1:2:3,": "01:02:03+03:00|,", "T1:2:3xyz": "!2005:xyz", "/abc": "no 01:02:03Z|/abc", "x": "!2023:x"},
       "no 01:02:03Z|")
-compare("a time without a date", run([("no date",), ("time", 1, 1)], "T1:2:3"), "!1313:1:2:3")
+run([("!1313:1:2:3", [("no date",), ("time", 1, 1)], "T1:2:3")])
 
-for arguments, expected in {
-        ("-x",): ";1 last|", ("-",): ";1 last|", ("-X \t",): ";1 last|", ("x",): ";0 last|x", ("",): ";0 last|",
-        ("-y",): "!2001:y;-y;-y", ("-xyz",): "!2001:yz;-xyz;-xyz", (): ";0|null",
-        ("-x", "-b", "value", "-bv", "file", "-x"): "v;4|file"}.items():
-    compare(arguments, run([("parse",), ("where",)], *arguments), expected)
+PARSE = [("parse",), ("where",)]
+run([(";1 last|", PARSE, "-x"), (";1 last|", PARSE, "-"), (";1 last|", PARSE, "-X \t"),
+     (";0 last|x", PARSE, "x"), (";0 last|", PARSE, ""), (";0|null", PARSE),
+     ("!2001:y;-y;-y", PARSE, "-y"), ("!2001:yz;-xyz;-xyz", PARSE, "-xyz"),
+     ("v;4|file", PARSE, "-x", "-b", "value", "-bv", "file", "-x")])
 
-for arguments, operations, expected in [
-        (["ab  ", "c"], [("advance", 2), ("at end", 1), ("at end", 0), ("at end of all", 1)], ";1;0;0|  "),
-        (["ab  ", "c"], [("next",), ("at end of all", 0), ("next",), ("where",)], "1;0;0;1 last|c"),
-        (["c"], [("digit for", 16), ("digit for", 10), ("digit for", 7)], "1;0;1|c"),
-        (["ab", "c"], [("advance", 1), ("mark",), ("next",), ("restore",), ("where",)], ";;1;;0|b"),
-        (["ab", "c"], [("mark",), ("clear mark",), ("next",), ("advance", 1), ("restore",), ("at end of all", 0)],
-         ";;1;;;1|"),
-        ([], [("at end of all", 0), ("next",)], "1;0|null"),
-        ([], [("advance", 0)], "!2003:"),
-        (["ab"], [("advance", 3)], "!2005:ab")]:
-    compare((arguments, operations), run(operations, *arguments), expected)
+run([(";1;0;0|  ", [("advance", 2), ("at end", 1), ("at end", 0), ("at end of all", 1)], "ab  ", "c"),
+     ("1;0;0;1 last|c", [("next",), ("at end of all", 0), ("next",), ("where",)], "ab  ", "c"),
+     ("1;0;1|c", [("digit for", 16), ("digit for", 10), ("digit for", 7)], "c"),
+     (";;1;;0|b", [("advance", 1), ("mark",), ("next",), ("restore",), ("where",)], "ab", "c"),
+     (";;1;;;1|", [("mark",), ("clear mark",), ("next",), ("advance", 1), ("restore",), ("at end of all", 0)], "ab", "c"),
+     ("1;0|null", [("at end of all", 0), ("next",)]),
+     ("!2003:", [("advance", 0)]), ("!2005:ab", [("advance", 3)], "ab")])
 
 # --- Items. An answer is "ITEM|REST", or "!CODE:TEXT|REST", and the calls of the hooks behind it.
 

@@ -9,11 +9,8 @@
 #include <string>
 #include <vector>
 
-#include <tvk/cmdline/CommandLineParsing.h>
-#include <tvk/cmdline/Parsing.h>
 #include <tvk/files/FileTreeScan.h>
 #include <tvk/text/Exception.h>
-#include <tvk/text/Hexadecimal.h>
 #include <tvk/text/StringBase.h>
 #include <tvk/text/Utf8.h>
 #include <tvk/time/DateTime.h>
@@ -51,39 +48,6 @@ std::string localFields(const std::string& question) {
   int n[6]{};
   std::sscanf(question.c_str(), "%d %d %d %d %d %d", &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]);
   return show(DateTimeO(n[0], n[1], n[2], n[3], n[4], n[5], 0));
-}
-
-// --- Numbers: a reader, its limits and the text. Answered by "VALUE|REST".
-
-struct Numbers : tvk::CommandLineParsing {
-  using CommandLineParsing::CommandLineParsing;
-  bool HandleOption() override { return false; }
-
-  std::string Read(const std::string& reader, const std::string& min, const std::string& max) {
-    const auto low = static_cast<std::uint32_t>(std::strtoll(min.c_str(), nullptr, 10));
-    const auto high = static_cast<std::uint32_t>(std::strtoll(max.c_str(), nullptr, 10));
-    unsigned char bytes[8];
-    if (reader == "int64") return std::to_string(ReadInt64(std::stoll(min), std::stoll(max)));
-    if (reader == "uint64") return std::to_string(ReadUInt64(std::stoull(min), std::stoull(max)));
-    if (reader == "unsigned") return std::to_string(ReadUnsignedRange(low, high));
-    if (reader == "signed")
-      return std::to_string(ReadSignedRange(static_cast<int>(low), static_cast<int>(high)));
-    return tvk::EncodeHexadecimal({bytes, ReadHexBytes(bytes, sizeof bytes)});
-  }
-};
-
-std::string number(const std::string& question) {
-  const auto parts = split(question + '\0');
-  const tvk::ArgumentList list{parts[3].c_str()};
-  Numbers numbers(list);
-  const std::string value = numbers.Read(parts[0], parts[1], parts[2]);
-  return value + "|" + numbers.Position();
-}
-
-std::string item(const std::string& text) {
-  Narrow out;
-  tvk::Parsing(text.c_str()).ReadItem(out, 0, 1000);
-  return out;
 }
 
 // --- Scans: "-" for the folder alone, "r" for all below it, "a" for sub-folders in front; the folder; the patterns.
@@ -172,10 +136,6 @@ std::string resultOf(char operation, const std::string& text) {
       return moment(text);
     case 'f':
       return localFields(text);
-    case 'i':
-      return number(text);
-    case 'e':
-      return item(text);
     case 'a':
       return answerArguments(text);
     case 'p':

@@ -79,11 +79,11 @@ def read_bytes(text):
 
 
 def expected(question):
-    if question[:1] == b"e":  # the low eight bits of three octal or any number of hexadecimal digits
-        text = question[1:].decode()
+    if question.startswith(ITEM):  # the low eight bits of three octal or any number of hexadecimal digits
+        text = question.removeprefix(ITEM).decode()
         digits = text.removeprefix("\\x")
-        return b"=" + bytes([int(digits or "0", 16) & 255 if digits != text else int(text[1:], 8) & 255])
-    reader, low, high, text = question[1:].split(b"\0")
+        return b"=%c|" % (int(digits or "0", 16) & 255 if digits != text else int(text[1:], 8) & 255)
+    reader, low, high, _, text = question[1:].split(b"\0")
     try:
         if not text:
             raise Refused(2003, b"")
@@ -109,6 +109,7 @@ def numerals():
 
 
 random.seed(6)
+ITEM = b"p0\x001000\0plain\0"
 SIGNS = [b"", b"-", b"+", b"--", b"+-", b" ", b" -", b"- ", b"\t\n\v\f\r +", b"\xA0"]
 TAILS = [b"", b"x", b"g", b"8", b" ", b",", b"-", b".5", b"e3", b"u", b"\xFF", b"\xD9\xA1"]
 
@@ -118,15 +119,15 @@ def questions():
         for tail in TAILS if LONG else [random.choice(TAILS)]:
             for reader, (low, high) in ANY.items():
                 for limits in ((low, high), (low + 1, high - 1), (max(low, -9), 9)):
-                    yield b"i%s\0%d\0%d\0" % (reader.encode(), *limits) + sign + numeral + tail
+                    yield b"a%s\0%d\0%d\0--\0" % (reader.encode(), *limits) + sign + numeral + tail
     for _ in range(200000 if LONG else 3000):
         text = b"".join(random.choices([b"0", b"x", b"1f", b"A", b"g", b"9", b"-"], k=random.randrange(12)))
-        yield b"ibytes\0" + b"0\0" + b"0\0" + text
+        yield b"abytes\0\0\0--\0" + text
     for digits in range(0o1000):
-        yield b"e\\%o" % digits
-        yield b"e\\%03o" % digits
+        yield ITEM + b"\\%o" % digits
+        yield ITEM + b"\\%03o" % digits
     for _ in range(2000):
-        yield b"e\\x%x" % random.getrandbits(random.randrange(1, 100))
+        yield ITEM + b"\\x%x" % random.getrandbits(random.randrange(1, 100))
 
 
 compare_all(questions(), expected)

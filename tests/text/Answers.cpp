@@ -57,11 +57,12 @@ Narrow loaded(const Words& w) {
 }
 
 // The words behind the owner: codes, each with its text.
-void translate(const Words& w) {
+const char* translate(const Words& w) {
   std::vector<TvkMessageEntry> table;
   for (std::size_t i = 2; i < w.size(); i += 2) table.push_back({number(w[i]), w[i + 1].c_str()});
   table.push_back({0, nullptr});
   tvk::registerTranslations(owner(w), table.data());
+  return "";
 }
 
 // The words: code, three parameters and the location.
@@ -72,6 +73,10 @@ Narrow messageWhileCancelled(const Words& w) {
   std::thread([&] { pthread_cancel(pthread_self()), text = message(w); }).join();
   return text;
 }
+
+void* s_library = nullptr;
+std::map<std::string, tvk::ErrorLocation> s_scopes;
+tvk::AutoInit<tvk::ErrorLocationInit> s_scopeService;
 
 // Wide text and 16-bit units are in hexadecimal in the question, and bytes in the answer.
 const std::map<std::string, std::function<Narrow(const Words&)>> s_questions{
@@ -102,36 +107,27 @@ const std::map<std::string, std::function<Narrow(const Words&)>> s_questions{
     {"message", message},
     {"message while cancelled", messageWhileCancelled},
     {"where", [](auto&) { return tvk::ErrorLocation::Current(); }},
-};
-
-void* s_library = nullptr;
-std::map<std::string, tvk::ErrorLocation> s_scopes;
-tvk::AutoInit<tvk::ErrorLocationInit> s_scopeService;
-
-// What is done without an answer. It holds for the questions behind it.
-const std::map<std::string, std::function<void(const Words&)>> s_steps{
-    {"locale", [](auto& w) { std::setlocale(LC_CTYPE, w[1].c_str()); }},
+    // What holds for the questions behind it.
+    {"locale", [](auto& w) { return std::setlocale(LC_CTYPE, w[1].c_str()); }},
     {"translate", translate},
-    {"drop translations", [](auto& w) { tvk::dropTranslations(owner(w)); }},
-    {"open", [](auto& w) { s_library = dlopen(w[1].c_str(), RTLD_NOW); }},
-    {"close", [](auto&) { dlclose(s_library); }},
-    {"prefix", [](auto& w) { tvk::Exception::SetCodePrefix(w[1].c_str()); }},
-    {"application", [](auto& w) { tvk::ProgramName::SetApplication(owner(w), w[2]); }},
-    {"frame", [](auto& w) { tvk::ProgramName::SetFrame(owner(w), w[2]); }},
-    {"forget", [](auto& w) { tvk::ProgramName::Forget(owner(w)); }},
-    {"scope", [](auto& w) { s_scopes.try_emplace(w[1], w[1], w[2] == "1"); }},
-    {"leave", [](auto& w) { s_scopes.erase(w[1]); }},
-    {"service up", [](auto&) { s_scopeService.Init(); }},
-    {"service down", [](auto&) { s_scopeService.Exit(); }},
+    {"drop translations", [](auto& w) { return tvk::dropTranslations(owner(w)), ""; }},
+    {"open",
+     [](auto& w) { return (s_library = dlopen(w[1].c_str(), RTLD_NOW)) != nullptr ? "" : dlerror(); }},
+    {"close", [](auto&) { return dlclose(s_library), ""; }},
+    {"prefix", [](auto& w) { return tvk::Exception::SetCodePrefix(w[1].c_str()), ""; }},
+    {"application", [](auto& w) { return tvk::ProgramName::SetApplication(owner(w), w[2]), ""; }},
+    {"frame", [](auto& w) { return tvk::ProgramName::SetFrame(owner(w), w[2]), ""; }},
+    {"forget", [](auto& w) { return tvk::ProgramName::Forget(owner(w)), ""; }},
+    {"scope", [](auto& w) { return s_scopes.try_emplace(w[1], w[1], w[2] == "1"), ""; }},
+    {"leave", [](auto& w) { return s_scopes.erase(w[1]), ""; }},
+    {"service up", [](auto&) { return s_scopeService.Init(), ""; }},
+    {"service down", [](auto&) { return s_scopeService.Exit(), ""; }},
 };
 
 }  // namespace
 
-// The words of a question or a step: its name, and what it needs.
+// The words of a question: its name, and what it needs.
 std::string answerText(const std::string& question) {
   const Words words = split(question);
-  const auto asked = s_questions.find(words[0]);
-  if (asked != s_questions.end()) return asked->second(words);
-  s_steps.at(words[0])(words);
-  return {};
+  return s_questions.at(words[0])(words);
 }

@@ -8,6 +8,7 @@
 
 using Narrow = tvk::StringBase<char>;
 using Wide = tvk::StringBase<wchar_t>;
+using namespace std::string_view_literals;
 
 // Conversions by the locale and copies to buffers stand in text_test.py.
 TEST(StringBase, NullPointersAndTheSourceOfAMoveAreEmpty) {
@@ -37,4 +38,16 @@ TEST(StringBase, TheOtherWidthIsKeptUntilAskedAgain) {
   text = "two";
   EXPECT_STREQ(kept, L"one");
   EXPECT_STREQ(text.OtherWidth(), L"two");
+}
+
+// What the converters make of each text stands in tests/differential.
+TEST(StringBase, Utf8EndsAtTheFirstZeroUnlessCounted) {
+  EXPECT_EQ(tvk::Utf8("ab\0c", 4).View(), "ab");
+  EXPECT_EQ(tvk::Utf8::Counted("ab\0c"sv).Size(), 4u);
+  EXPECT_EQ(Wide(tvk::Utf8("abc", 2)) + Wide(tvk::Utf8(nullptr, 4)) + Wide::FromUtf8(nullptr), L"ab");
+  EXPECT_STREQ(tvk::Utf8().Data(), "");
+  Wide wide(L"old");
+  auto& converter = tvk::Utf8Conversion<tvk::Utf8, Wide>::Get();
+  EXPECT_EQ(converter.Convert("a\xE4\xB8\xAD"sv, wide), 2u);
+  EXPECT_EQ(converter.Convert("ok\xFF"sv, wide) + wide.size(), 0u) << "all or nothing";
 }

@@ -40,11 +40,11 @@ run(("?", "narrow character", wide("\u4E2D").hex()),
     ("???", "narrow", wide("a\u4E2D\u4E2D").hex()),  # one character that fails spoils all
     ("", "narrow character", wide("\0").hex()),
     ("!1000:", "widen", b"\xE4"),
-    (None, "locale", "de_DE.ISO-8859-15"),
+    ("de_DE.ISO-8859-15", "locale", "de_DE.ISO-8859-15"),
     (wide("\u20AC"), "widen", b"\xA4"),
     (wide("\u20AC"), "widen character", b"\xA4"),
     (b"\xA4", "narrow", wide("\u20AC").hex()),
-    (None, "locale", "de_DE.UTF-8"),
+    ("de_DE.UTF-8", "locale", "de_DE.UTF-8"),
     ("\u4E2D".encode(), "narrow character", wide("\u4E2D").hex()),
     ("\u4E2D\u4E2D".encode(), "narrow", wide(3 * "\u4E2D").hex()),  # 2n + 2 = 8 bytes hold two of nine
     ("ab", "narrow", wide("ab\0cd").hex()),
@@ -84,7 +84,7 @@ run((copied(2, 2, "\uFFA9\x7F"), "copy narrow units", 2, 0, b"\xA9\x7F"),
     (copied(2, 2, "\xA9\u2345"), "copy wide units", 2, 0, wide("\xA9\U00012345").hex()),
     (copied(2, 1, "a?", "\0"), "copy narrow ascii", 7, 1, b"a\xA9"),
     (copied(2, 1, "?z", "\0"), "copy wide ascii", 7, 1, wide("\x80z").hex()),
-    (None, "locale", "de_DE.UTF-8"),  # by the locale: the whole buffer is cleared first
+    ("de_DE.UTF-8", "locale", "de_DE.UTF-8"),  # by the locale: the whole buffer is cleared first
     (copied(1, 4, "\xE4", 3 * "\0"), "copy narrow widened", 4, 1, "\xE4"),
     (copied(4, 4, "abcd"), "copy narrow widened", 4, 1, "abcdef"),  # full: no terminator
     ("!1000:", "copy narrow widened", 4, 1, b"\xFF"),
@@ -124,7 +124,7 @@ run(("139", "count messages"),
 # Translations arrive in the character set of the locale.
 for locale, text in {"de_DE.UTF-8": "\xFC\xDF \u20AC".encode(), "de_DE.ISO-8859-15": b"\xFC\xDF \xA4",
                      "C": b"\xFC\xDF \xA4", "ja_JP.EUC-JP": b"\x8F\xAB\xE4\x8F\xA9\xCE ?"}.items():
-    run((None, "locale", locale), (None, "translate", 1, 1002, b"\xFC\xDF \xA4"), (text, "load", 1002, 0))
+    run((locale, "locale", locale), (None, "translate", 1, 1002, b"\xFC\xDF \xA4"), (text, "load", 1002, 0))
 
 # Loaded modules are asked (see TextModule.cpp).
 run((None, "open", MODULE),
