@@ -7,8 +7,11 @@ nothing is left over, the exit status tells of it, and a later run completes the
 """
 import os
 import re
+import sys
 import time
 
+sys.path.insert(1, os.path.join(os.path.dirname(__file__), "../faults"))
+from calls import ERRORS
 from support import *
 
 MODES = [("pack", ["-pack", "-jobs=1"], []), ("unpack", ["-unpack", "-jobs=1"], ["-pack"]),
@@ -44,20 +47,6 @@ def check(name, options, expected, final, fault, **variables):
     return now != final or status != 0
 
 
-def fitting_errors():
-    """What the shim has for each call; asked in a process of its own, since it may be built with a sanitizer."""
-    ask = """import ctypes, sys
-shim = ctypes.CDLL(sys.argv[1])
-shim.faultCall.restype = shim.faultErrors.restype = ctypes.c_char_p
-for call in range(1000):
-    name = shim.faultCall(call)
-    if name is None: break
-    print(name.decode(), shim.faultErrors(call).decode())"""
-    status, output, errors = run(sys.executable, "-c", ask, programs.fault_shim)
-    require(status == 0, "asking the shim:", errors)
-    return {line.split()[0]: line.replace("ENOTSUP", "EOPNOTSUPP").split()[1:] for line in output.decode().splitlines()}
-
-
 def go_through(name, options, preparation):
     copy_tree(original, start)
     if preparation:
@@ -73,7 +62,7 @@ def go_through(name, options, preparation):
     quotas = range(0, room + 2, 1 if programs.whole else room // 4)
     for quota in quotas:
         check(name, options + ["-quiet"], expected, final, None, TVK_FAULT_BYTES=str(quota))
-    fits = {"any": ["EIO"], **fitting_errors()}
+    fits = {"any": ["EIO"], **{call: errors.split() for call, errors in ERRORS.items()}}
     faults = [(call, f"{call}:{use}{more}:{error}") for call, count in uses.items() if call != "fired"
               for use in range(1, count + 1) for error in fits[call]
               for more in (("", "+") if call != "malloc" and error in ("EIO", "ENOSPC", "EMFILE") else ("",))]

@@ -502,6 +502,7 @@ void Console::Progress(const char* format, ...) {
   const Formatted text(orEmpty(format), values);
   va_end(values);
   const OutputGuard guard(*this);
+  if (!text.IsValid()) return setstate(std::ios::failbit);
   const auto [line, columns] = fitToColumns(text.Text(), Width() - 1);
   guard.Buffer().PutProgress(line, columns);
 }

@@ -1,0 +1,118 @@
+"""The calls into the C library that FaultShim.c can make fail. As a program: what the shim is compiled with."""
+FIND = "EACCES EIO ENOMEM"
+REMOVE = "EROFS EPERM " + FIND
+CHANGE = "ENOSPC EDQUOT ENOENT ENOTDIR " + REMOVE
+OPEN = "EMFILE ENFILE EINTR " + CHANGE
+
+# The errors that fit each call. SHORT is none: half of the bytes are read or written.
+ERRORS = {
+    "open": OPEN,
+    "openat": OPEN,
+    "fopen64": "EMFILE EACCES ENOMEM",
+    "fdopen": "ENOMEM EMFILE",
+    "mkostemp": "EMFILE ENFILE EEXIST " + CHANGE,
+    "close": "EIO EINTR ENOSPC EDQUOT",
+    "fclose": "EIO EINTR ENOSPC EDQUOT",
+    "fsync": "EIO ENOSPC EINTR EDQUOT EROFS EINVAL EOPNOTSUPP",
+    "ftruncate": "EIO ENOSPC EINTR EPERM",
+    "lseek": "EIO ESPIPE ENXIO",
+    "lseek64": "EIO ESPIPE",
+    "fstat": "EIO ENOMEM",
+    "stat": FIND,
+    "lstat": FIND,
+    "fstatat": FIND,
+    "rename": CHANGE + " EXDEV EEXIST",
+    "renameat": CHANGE + " EXDEV",
+    "renameat2": CHANGE + " EEXIST EINVAL ENOSYS EXDEV",
+    "linkat": CHANGE + " EMLINK EXDEV",
+    "symlinkat": CHANGE,
+    "unlink": REMOVE,
+    "unlinkat": REMOVE + " EBUSY",
+    "remove": REMOVE,
+    "mkdir": CHANGE + " EEXIST",
+    "mkdirat": CHANGE + " EEXIST",
+    "rmdir": REMOVE + " EBUSY",
+    "mknodat": CHANGE,
+    "readlink": FIND,
+    "readlinkat": FIND,
+    "realpath": FIND,
+    "getcwd": "ENOENT EACCES ENOMEM",
+    "getdents64": "EIO ENOENT ENOMEM",
+    "fchmod": "EPERM EROFS EIO",
+    "fchmodat": "EPERM EROFS EIO",
+    "fchown": "EPERM EROFS EIO",
+    "fchownat": "EPERM EROFS EIO",
+    "utimensat": CHANGE,
+    "futimens": "EPERM EROFS EIO",
+    "flistxattr": "EOPNOTSUPP ERANGE EIO",
+    "fgetxattr": "ENODATA ERANGE EIO",
+    "fsetxattr": "EOPNOTSUPP ENOSPC EPERM",
+    "glob": "ENOMEM EIO",
+    "getentropy": "ENOSYS EIO",
+    "fcntl": "EMFILE EINVAL",
+    "dup3": "EBUSY EINTR EMFILE",
+    "ioctl": "ENOTTY EIO",
+    "isatty": "ENOTTY EIO",
+    "tcgetattr": "EIO ENOTTY",
+    "tcsetattr": "EIO EINTR",
+    "tcgetpgrp": "ENOTTY EIO",
+    "select": "EINTR ENOMEM EBADF",
+    "fwrite_unlocked": "ENOSPC EIO EPIPE",
+    "fflush_unlocked": "ENOSPC EIO EPIPE",
+    "getc_unlocked": "EIO EINTR",
+    "vsnprintf": "EILSEQ ENOMEM",
+    "iconv_open": "EMFILE ENOMEM EINVAL",
+    "iconv": "EILSEQ EINVAL",
+    "pthread_create": "EAGAIN EPERM ENOMEM",
+    "pthread_attr_init": "ENOMEM",
+    "pthread_attr_setstacksize": "EINVAL",
+    "pthread_mutex_init": "EAGAIN ENOMEM",
+    "socket": "EMFILE EACCES ENOMEM",
+    "getaddrinfo": "ENOMEM EIO EMFILE",
+    "getnameinfo": "ENOMEM EIO EMFILE",
+    "gethostname": "ENAMETOOLONG",
+    "uname": "EFAULT",
+    "clock_gettime": "EINVAL",
+    "localtime_r": "EOVERFLOW",
+    "mktime": "EOVERFLOW",
+    "dlopen": "EACCES",
+    "dlclose": "EINVAL",
+    "read": "EIO EINTR SHORT",
+    "write": "ENOSPC EIO EINTR EDQUOT SHORT",
+    "writev": "ENOSPC EIO EINTR EDQUOT SHORT",
+    "copy_file_range": "ENOSPC EIO EXDEV SHORT",
+    "malloc": "ENOMEM",
+}
+
+# What a call answers for a failure, in C, if not -1. It may use the arguments a, b ... and `real`, which runs the call
+# all the same.
+ANSWERS = {
+    "fopen64": "0",
+    "fdopen": "0",
+    "close": "(real(a, b, c, d, e, f), -1)",
+    "fclose": "(real(a, b, c, d, e, f), -1)",
+    "realpath": "0",
+    "getcwd": "0",
+    "glob": "error == ENOMEM ? GLOB_NOSPACE : GLOB_ABORTED",
+    "isatty": "0",
+    "fwrite_unlocked": "0",
+    "fflush_unlocked": "EOF",
+    "getc_unlocked": "EOF",
+    "pthread_create": "error",
+    "pthread_attr_init": "error",
+    "pthread_attr_setstacksize": "error",
+    "pthread_mutex_init": "error",
+    "getaddrinfo": "error == ENOMEM ? EAI_MEMORY : EAI_SYSTEM",
+    "getnameinfo": "error == ENOMEM ? EAI_MEMORY : EAI_SYSTEM",
+    "localtime_r": "0",
+    "read": "error == SHORT ? real(a, b, (c + 1) / 2, d, e, f) : -1",
+    "dlopen": 'real((long)"/dev/null/none", b, c, d, e, f)',
+}
+
+# These have a wrapper of their own in the shim.
+OWN = ["write", "writev", "copy_file_range", "malloc"]
+
+if __name__ == "__main__":
+    rows = [f"X({call}, {ANSWERS.get(call, '-1')})" for call in ERRORS if call not in OWN]
+    print("#define CALLS(X) \\\n  " + " \\\n  ".join(rows))
+    print("#define OWN_CALLS(X) " + " ".join(f"X({call}, 0)" for call in OWN))
