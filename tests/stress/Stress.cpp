@@ -1,12 +1,10 @@
-// Many threads that do everything at once, each at random, and check what they get.
+// Many threads that do everything at once, each at random, and check what they get. For stress_test.py:
 //
-//   TVK_STRESS=SECONDS stress_tests    the long form: so long a test, and 100,000 short threads
-//   TVK_STRESS_SEED=NUMBER             the same choices again; their order is the system's all the same
+//   stress_tests mixed|down|short|end SEED FOLDER AMOUNT
 #include <dlfcn.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -44,10 +42,7 @@ using Text = StringBase<char>;
 using Wide = StringBase<wchar_t>;
 using Library = std::unique_ptr<void, decltype([](void* handle) { dlclose(handle); })>;
 
-const char* const s_long = std::getenv("TVK_STRESS");
-const char* const s_seed = std::getenv("TVK_STRESS_SEED");
-unsigned s_nextSeed = static_cast<unsigned>(s_seed != nullptr ? std::atoi(s_seed) : getpid());
-
+unsigned s_nextSeed;
 const std::string s_name = "stress";
 constexpr std::size_t s_recordSize = 64;
 
@@ -60,30 +55,43 @@ File& s_file = *new File;
 std::atomic<bool> s_isOver, s_isDown;  // down: shut-down may come at any time
 std::atomic<bool> s_isLate;            // the frame is going or gone, and results with it
 
-// How many jobs were done, in forked processes too.
-std::atomic<long>& s_jobsDone = *static_cast<std::atomic<long>*>(
-    mmap(nullptr, sizeof(s_jobsDone), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+std::atomic<long> s_jobsDone;
 
-bool isTimeOver(std::uint64_t start) {
-  return SystemInfo::GetTickCount() - start >= (s_long != nullptr ? std::stoull(s_long) * 1000 : 700);
+void require(bool isRight, const char* what) {
+  if (isRight) return;
+  std::fprintf(stderr, "wrong: %s\n", what);
+  std::_Exit(99);
 }
 
 std::string record(Random& random) {
   return std::string(s_recordSize - 1, static_cast<char>('a' + random() % 26)) + '\n';
 }
 
-// Leaves a scope open to the one who joins; the next thread may have its stack and its id.
+// Finds no scope open and leaves one open to the owner; the next thread may have its stack and its id.
 struct ShortThread : Thread {
-  void* Run(void* clean) override {
-    if (ErrorLocation::Current().empty()) ++*static_cast<std::atomic<int>*>(clean);
-    scope = std::make_unique<ErrorLocation>("short", false);
+  void* Run(void* count) override {
+    Work(*static_cast<std::atomic<int>*>(count));
+    while (isEndless) asm volatile("");
     ExitCurrent();
   }
+  // Apart from Run(), which may be cancelled and holds nothing.
+  [[gnu::noinline]] void Work(std::atomic<int>& count) {
+    require(ErrorLocation::Current().empty() || s_isLate, "no scope is open");
+    scope = std::make_unique<ErrorLocation>("short", false);
+    ++count;
+  }
   std::unique_ptr<ErrorLocation> scope;
+  bool isEndless = false;
 };
 
 // The address sanitizer does not bear that a library is opened at the very end of the process.
 bool isTooLateToLoad() { return s_isLate && TVK_ADDRESS_SANITIZER; }
+
+// Of a copy of the exception.
+template <class E>
+std::string textOf(auto&& work) {
+  return support::caught<E>(work, [](const E& e) { return std::string(E(e).what()); });
+}
 
 struct Job {
   const char* name;
@@ -95,15 +103,11 @@ const Job s_jobs[] = {
     {"throw, catch and print", [](Random& random) {
       const std::string mine = std::to_string(random());
       const ErrorLocation outer(mine, false), inner("inner", true);
-      return support::caught<Exception>([&] { throw Exception::Of(2005, mine); }, [&](const Exception& e) {
-        return Exception(e).what() == s_name + ", " + mine + ", inner: error 2005 - value " + mine + " out of range.";
-      });
-    }},
-    {"file error", [](Random& random) {
-      const std::string path = "/nowhere/" + std::to_string(random());
-      return support::caught<FileException>([&] { File(path).open(ModeRead | ModeMustExist); }, [&](const auto& e) {
-        return e.GetCode() == 1001 && std::string(e.what()).find(path) != std::string::npos;
-      });
+      const std::string before = s_name + ", " + mine + ", inner: ";
+      const std::string error = textOf<Exception>([&] { throw Exception::Of(2005, mine); });
+      const std::string fatal = textOf<FileException>([&] { File("/" + mine).open(ModeRead | ModeMustExist); });
+      return error == before + "error 2005 - value " + mine + " out of range." &&
+             fatal.starts_with(before + "fatal error 1001 - ") && fatal.find(" /" + mine) != std::string::npos;
     }},
     {"texts", [](Random& random) {
       if (isTooLateToLoad()) return true;
@@ -157,11 +161,11 @@ const Job s_jobs[] = {
       const platform::QuietScope notCancelled;  // the thread needs what is here
       ShortThread thread;
       const Thread copy = thread;
-      std::atomic<int> clean = 0;
+      std::atomic<int> count = 0;
       const bool isJoined = random() % 2 == 0;
-      if (!thread.Start(&clean, isJoined) || (isJoined && !Thread(copy).Join())) return false;
+      if (!thread.Start(&count, isJoined) || (isJoined && !Thread(copy).Join())) return false;
       while (copy.IsValid()) Thread::Yield();
-      return clean == 1;
+      return count == 1;
     }},
     {"files", [](Random& random) {
       const std::string text = record(random);
@@ -169,6 +173,7 @@ const Job s_jobs[] = {
       folder.createFolder();
       file.openTemporary(folder.name());
       file.write(text.data(), text.size());
+      file.flush();
       file.close();
       FileSpecification all;
       all.folder = folder.name();
@@ -198,7 +203,7 @@ const Job s_jobs[] = {
 void doMany(Random random, int count) {
   for (; !s_isOver && count != 0; --count) {
     const Job& job = s_jobs[random() % std::size(s_jobs)];
-    if (!job.isRight(random) && !s_isLate) ADD_FAILURE() << job.name;
+    require(job.isRight(random) || s_isLate, job.name);
     if (++s_jobsDone % 8 == 0) Thread::Yield();
   }
 }
@@ -208,73 +213,65 @@ struct Worker : Thread {
   Random random{s_nextSeed++};
 };
 
-// Every job by many threads, with signals and cancelled threads in between; answers the console's lines.
-std::string mixedWork(bool isDown) {
-  return support::inOwnProcess([isDown] {
-    const support::ScopedFolder folder;
-    const auto descriptors = support::DescriptorWatch::count();
-    long cancelled = 0;
-    Module frame("", s_name.c_str());
-    ASSERT_TRUE(frame.Init() && (!isDown || frame.Exit()));
-    s_isDown = isDown;
-    s_file.setName((folder / "records").c_str());
-    s_file.open(ModeWriteCreate | ModeAppend);
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGPROF, &action, nullptr);
-    const itimerval often{{0, 1000}, {0, 1000}}, never{};
-    setitimer(ITIMER_PROF, &often, nullptr);
+// Every job by many threads for so many milliseconds, with signals and cancelled threads in between.
+void mixedWork(bool isDown, std::uint64_t milliseconds) {
+  const auto descriptors = support::DescriptorWatch::count();
+  long cancelled = 0;
+  Module frame("", s_name.c_str());
+  require(frame.Init() && (!isDown || frame.Exit()), "frame");
+  s_isDown = isDown;
+  s_file.open(ModeWriteCreate | ModeAppend);
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGPROF, &action, nullptr);
+  const itimerval often{{0, 1000}, {0, 1000}}, never{};
+  setitimer(ITIMER_PROF, &often, nullptr);
 
-    std::vector<Worker> workers(16);
-    for (Worker& worker : workers) ASSERT_TRUE(worker.Start(nullptr, true));
-    for (const std::uint64_t start = SystemInfo::GetTickCount(); !isTimeOver(start);) {
-      std::thread thread(doMany, Random(s_nextSeed++), TVK_ADDRESS_SANITIZER ? 10 : -1);
-      std::this_thread::sleep_for(std::chrono::microseconds(s_nextSeed * 7919 % 3000));
-      if (!TVK_ADDRESS_SANITIZER) pthread_cancel(thread.native_handle());
-      thread.join(), ++cancelled;
-    }
-    s_isOver = true;
-    for (Worker& worker : workers) EXPECT_TRUE(worker.Join());
-
-    setitimer(ITIMER_PROF, &never, nullptr);
-    s_file.close();
-    EXPECT_GE(std::filesystem::file_size(folder / "records"), s_records * s_recordSize);
-    EXPECT_EQ(s_locked, s_lockings);
-    // The C library loses one when the request comes at the very end of a call that opens a file.
-    EXPECT_LE(support::DescriptorWatch::count(), descriptors + 1 + cancelled / 2000);
-  });
-}
-
-TEST(Stress, EverythingAtOnce) {
-  for (const bool isDown : {false, true}) {
-    std::istringstream lines(mixedWork(isDown));
-    for (std::string line; std::getline(lines, line);)
-      ASSERT_TRUE(line == std::string(s_recordSize - 1, line[0])) << line;
+  std::vector<Worker> workers(16);
+  for (Worker& worker : workers) require(worker.Start(nullptr, true), "start");
+  for (const std::uint64_t start = SystemInfo::GetTickCount();
+       SystemInfo::GetTickCount() - start < milliseconds;) {
+    std::thread thread(doMany, Random(s_nextSeed++), TVK_ADDRESS_SANITIZER ? 10 : -1);
+    std::this_thread::sleep_for(std::chrono::microseconds(s_nextSeed * 7919 % 3000));
+    if (!TVK_ADDRESS_SANITIZER) pthread_cancel(thread.native_handle());
+    thread.join(), ++cancelled;
   }
-  std::printf("%ld jobs\n", s_jobsDone.load());
+  s_isOver = true;
+  for (Worker& worker : workers) require(worker.Join(), "join");
+
+  setitimer(ITIMER_PROF, &never, nullptr);
+  s_file.close();
+  require(std::filesystem::file_size(s_file.name().c_str()) >= s_records * s_recordSize, "size of the file");
+  require(s_locked == s_lockings, "lock");
+  // The C library loses one when the request comes at the very end of a call that opens a file.
+  require(support::DescriptorWatch::count() <= descriptors + 1 + cancelled / 2000, "descriptors");
+  std::fprintf(stderr, "%ld jobs\n", s_jobsDone.load());
 }
 
-TEST(Stress, ShortThreadsLeaveNothingBehind) {
-  const auto runMany = [](int count) {
-    std::atomic<int> clean = 0;
-    for (int i = 0; i < count; i += 4) {
-      ShortThread threads[4];
-      for (ShortThread& thread : threads) ASSERT_TRUE(thread.Start(&clean, true) && thread.Join());
-    }
-    EXPECT_EQ(clean, count);
-  };
-  const auto memory = [] {
-    if (__sanitizer_get_current_allocated_bytes != nullptr) return __sanitizer_get_current_allocated_bytes();
-    return mallinfo2().uordblks + mallinfo2().hblkhd;
-  };
-  const auto mappings = [] { return std::ranges::count(support::readWhole("/proc/self/maps"), '\n'); };
-  runMany(1000);
-  const support::DescriptorWatch descriptors;
-  const auto mappingsBefore = mappings();
-  const auto memoryBefore = memory();
-  runMany(s_long != nullptr ? 100'000 : 2000);
-  EXPECT_LE(memory(), memoryBefore + 16 * 1024);
-  EXPECT_LE(mappings(), mappingsBefore + 100);
+// Threads that are joined, or given up while they run or later: all of them give back what they had.
+void runShortThreads(int number) {
+  for (int i = 0; i < number; ++i) {
+    std::atomic<int> count = 0;
+    const int way = i % 10 / 2;
+    ShortThread thread;
+    thread.isEndless = i % 10 == 2 && !TVK_THREAD_SANITIZER;  // which has something to destroy in every frame
+    require(thread.Start(&count, true), "start");
+    while (count == 0 || (i % 2 != 0 && thread.IsValid())) Thread::Yield();
+    if (way == 0) thread.Forget();
+    if (way == 1) thread.Cancel();
+    if (way == 2) static_cast<Thread&>(thread) = Thread();
+    if (way == 3) thread.Start(&count, false);
+    if (way == 4) require(thread.Join(), "join");
+    while (thread.IsValid()) Thread::Yield();
+  }
+}
+
+// What the process holds.
+void measure() {
+  std::size_t bytes = mallinfo2().uordblks + mallinfo2().hblkhd;
+  if (__sanitizer_get_current_allocated_bytes != nullptr) bytes = __sanitizer_get_current_allocated_bytes();
+  const auto mappings = std::ranges::count(support::readWhole("/proc/self/maps"), '\n');
+  std::printf("%zu %td %td\n", bytes, mappings, support::DescriptorWatch::count());
 }
 
 // The process ends in every way while threads that nobody joins are in the library, and a static object too.
@@ -283,7 +280,7 @@ struct LateUser {
 } s_lateUser;
 
 struct Program : Application {
-  explicit Program(unsigned way) : Application("", s_name.c_str()), m_way(way) {}
+  explicit Program(int way) : Application("", s_name.c_str()), m_way(way) {}
   std::int32_t Main() override {
     s_isLate = true;
     for (int i = 0; i < 4; ++i) std::thread(doMany, Random(s_nextSeed++), -1).detach();
@@ -293,24 +290,26 @@ struct Program : Application {
     if (m_way == 1) std::exit(1);
     return 0;
   }
-  unsigned m_way;  // and the exit status
+  int m_way;  // and the exit status
 };
 
-TEST(Stress, EndsOfTheProcessUnderLateUsers) {
-  const std::uint64_t start = SystemInfo::GetTickCount();
-  unsigned round = 0;
-  for (; round < 4 || !isTimeOver(start); ++round, s_nextSeed += 7) {
-    const support::ScopedFolder folder;
-    const auto result = support::inChild([&] {
-      alarm(60);
-      s_file.setName((folder / "records").c_str());
-      s_file.open(ModeWriteCreate | ModeAppend);
-      const Program program(round % 4);
-      return Application::Main(0, nullptr);
-    });
-    ASSERT_EQ(result.status, round % 4) << result.errors << "round " << round << ", seed " << s_nextSeed;
-  }
-  std::printf("%u processes\n", round);
+int end(int way) {
+  s_file.open(ModeWriteCreate | ModeAppend);
+  const Program program(way);
+  return Application::Main(0, nullptr);
 }
 
 }  // namespace
+
+int main(int, char** argv) {
+  const std::string mode = argv[1];
+  const int amount = std::atoi(argv[4]);
+  s_nextSeed = static_cast<unsigned>(std::atoi(argv[2]));
+  s_file.setName((std::string(argv[3]) + "/records").c_str());
+  if (mode == "end") return end(amount);
+  if (mode == "short") {
+    for (const int number : {1000, amount}) runShortThreads(number), measure();
+    return 0;
+  }
+  return mixedWork(mode == "down", static_cast<std::uint64_t>(amount)), 0;
+}
