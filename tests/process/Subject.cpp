@@ -33,6 +33,8 @@
 #include <tvk/text/ProgramName.h>
 #include <tvk/time/DateTime.h>
 
+#include "support/Support.h"
+
 namespace {
 
 using namespace tvk;
@@ -261,6 +263,7 @@ void waitFor(const std::atomic<int>& count, const std::string& number) {
 
 const std::map<std::string, std::function<void(const Words&)>> s_operations = {
     {"application", [](const Words& words) { run(words[0]); }},
+    {"slot", [](const Words&) { say(std::to_string(support::slotOf(&Application::HandleException))); }},
     {"program", [](const Words&) { tellProgram(); }},
     {"throw", [](const Words& words) { raiseKind(words[0], words[1]); }},
     {"console", [](const Words&) { Console::Get() << "console" << std::endl; }},

@@ -54,6 +54,7 @@ for work, answer, status in [
         ("application; throw abort 256", "end", 1),  # only 0 looks like success
         ("application; throw abort 0", "end", 0),
         ("application; throw number", "", ABORTED),
+        ("slot", "10", 0),  # the place of HandleException among the operations
         ("run a g throw; pass g; join a", "yes", ABORTED),  # an exception leaves a thread
         ]:
     check(work, answer, status)
@@ -197,8 +198,8 @@ equal("words about the object", said,
 
 # Groups: one is cancelled and taken out, the detached one cannot be joined, the others are all the same.
 check("detach a g; run b g; run c g; run other h; entered g 3; add a; add b; add c; group other; group b; group b; "
-      "pass g; joinall; join b; join c; left g 2",
-      "yes; yes; yes; yes; yes; yes; yes; no; yes; no; no; yes; no")
+      "pass g; joinall; join b; join c; left g 2; pass h; join other",
+      "yes; yes; yes; yes; yes; yes; yes; no; yes; no; no; yes; no; yes")
 
 print(f"{rows} rows, {failures} failed")
 sys.exit(0 if failures == 0 and rows > 70 else 1)

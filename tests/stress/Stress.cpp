@@ -70,8 +70,9 @@ std::string record(Random& random) {
 // Finds no scope open and leaves one open to the owner; the next thread may have its stack and its id.
 struct ShortThread : Thread {
   void* Run(void* count) override {
+    const bool goesOn = isEndless;  // the object may go once the thread is counted
     Work(*static_cast<std::atomic<int>*>(count));
-    while (isEndless) asm volatile("");
+    while (goesOn) asm volatile("");
     ExitCurrent();
   }
   // Apart from Run(), which may be cancelled and holds nothing.
