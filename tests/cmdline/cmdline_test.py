@@ -103,7 +103,7 @@ item(BLANK_ENDS, 99, {"abc def": "abc| def", "abc\tdef": "abc|\tdef", '"a b"c': 
 item(SKIP | BLANK_ENDS, 99, {' \t"abc"': "abc|", "  abc": "!2024:  abc|  abc"})
 item(QUOTED, 99, {"abc": "!2023:abc|abc", '"abc"': "abc|"})
 # quoted pieces and line breaks
-item(0, 99, {'"abc" "def"': 'abc| "def"', '"abc': '!2006:"abc|"abc'})
+item(0, 99, {'"abc" "def"': 'abc| "def"', '"a""" b': "a| b", '"abc': '!2006:"abc|"abc'})
 item(SKIP, 99, {" \tabc": "abc|", "  ": "!2024:|", '"abc" "def" x': "abcdef|x", '"a"\n"b"': 'a|\n"b"'})
 item(SKIP, 99, {" \n\r\tabc": "abc|", '"a"\n"b"': "ab|"}, "blank breaks")
 item(SKIP | RAW, 99, {'"abc" "def"': '"abc""def"|'})

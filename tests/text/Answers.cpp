@@ -95,9 +95,6 @@ const std::map<std::string, std::function<Narrow(const Words&)>> s_questions{
     {"copy wide ascii", [](auto& w) { return copied<char>(Wide(unitsOf(w[3])), &Wide::CopyAsciiTo, w); }},
     {"copy narrow units", [](auto& w) { return copied<Unit>(Narrow(w[3]), &Narrow::CopyUnitsTo, w); }},
     {"copy wide units", [](auto& w) { return copied<Unit>(Wide(unitsOf(w[3])), &Wide::CopyUnitsTo, w); }},
-    {"copy narrow other", [](auto& w) { return copied<Unit>(Narrow(w[3]), &Narrow::CopyOtherUnitsTo, w); }},
-    {"copy wide other",
-     [](auto& w) { return copied<Unit>(Wide(unitsOf(w[3])), &Wide::CopyOtherUnitsTo, w); }},
     {"register",
      [](auto& w) {
        return tvk::registerMessage("x", {number(w[1]), w[2].c_str()}) ? "1" : "0";

@@ -29,6 +29,8 @@ TEST(StringBase, TakesUnitsOfEitherTypeAndIsAKey) {
   std::uint16_t plain[2];
   EXPECT_EQ(Wide(L"\xA9z").CopyUnitsTo(plain, 2, false), 2u);
   EXPECT_EQ(Wide(plain, 2) + Wide(2, char16_t{0xFFFE}), L"\xA9z\xFFFE\xFFFE");
+  EXPECT_EQ(Narrow("ab").CopyOtherUnitsTo(plain, 2, true), 2u);
+  EXPECT_EQ(plain[1], 0u) << "as wide text: over the last unit";
   EXPECT_EQ(std::unordered_set<Narrow>({std::string("a") + "b", "ab", "c"}).size(), 2u);
 }
 

@@ -77,8 +77,7 @@ for capacity, ends in itertools.product(range(8), (True, False)):
     wide_units = copied(fitting, 2, text[:kept], whole[1])
     run(*[copy(copied(length, size, *whole), which, texts[which.startswith("wide")])
           for which, size in {"narrow": 1, "narrow ascii": 1, "wide ascii": 1, "wide": 4}.items()],
-        copy(narrow, "narrow units", texts[0]), copy(narrow, "wide other", texts[1]),
-        copy(wide_units, "wide units", texts[1]), copy(wide_units, "narrow other", texts[0]))
+        copy(narrow, "narrow units", texts[0]), copy(wide_units, "wide units", texts[1]))
 
 run((copied(2, 2, "\uFFA9\x7F"), "copy narrow units", 2, 0, b"\xA9\x7F"),
     (copied(2, 2, "\xA9\u2345"), "copy wide units", 2, 0, wide("\xA9\U00012345").hex()),
