@@ -3,8 +3,8 @@
 moved and scanned, files that change meanwhile, very deep and very large folders. Nothing outside the named tree is
 touched, nothing hangs, and memory stays bounded.
 
-  trees.py tvkpack=PATH tree_work=PATH     a sample: fewer rounds, and no large folders; with TVK_LONG=1 all of it,
-                                           which needs 2 GB in the temporary folder
+  trees.py tvkpack=PATH probe=PATH at_call=PATH     a sample: fewer rounds, and no large folders; with TVK_LONG=1
+                                                    all of it, which needs 2 GB in the temporary folder
 """
 import os
 import re
@@ -17,8 +17,13 @@ from support import *
 MARK = b"OUTSIDE"
 
 
+def command(operation, path, *target):
+    """The command line for an operation of the library; a scan lists all entries below the path."""
+    return [programs.probe, *(("list", "r", path, "*", ".*") if operation == "scan" else (operation, path, *target))]
+
+
 def work(operation, *paths, status=None, **options):
-    done = run(programs.tree_work, operation, *paths, **options)
+    done = run(*command(operation, *paths), **options)
     require(done[0] in (0, 1) if status is None else done[0] == status, operation, paths, done)
     return done
 
@@ -153,16 +158,16 @@ def check_swaps_beside(there):
             target = folder + b"/copy"
             if operation == "move":
                 target = there + b"/copy"
-            command = ([programs.tvkpack, "-recurse", "-jobs=1", "-" + operation, tree] if "pack" in operation else
-                       [programs.tree_work, operation, tree, target])
+            line = ([programs.tvkpack, "-recurse", "-jobs=1", "-" + operation, tree] if "pack" in operation else
+                    command(operation, tree, target))
             first, second = (re.sub(rb"(/f\d)$", rb"\1.gz" if operation == "unpack" else rb"\1", name)
                              for name in (first, second))
-            done = run(programs.at_call, "swap", first, second, str(span), str(call), count, *command, timeout=30)
+            done = run(programs.at_call, "swap", first, second, str(span), str(call), count, *line, timeout=30)
             return done, int(contents_of(count)), target
 
         tree = race_tree(operation == "unpack")
         end = swapped(0, 0, b"", b"")[1]
-        begin = {"pack": 150, "unpack": 150}.get(operation, 60)
+        begin = 150 if "pack" in operation else 80
         runs = 0
         for pair in SWAPS:
             spans, calls = ((0, 2) if "pack" in operation else (0, 1, 3)), range(begin, end + 1)
@@ -252,18 +257,18 @@ def check_waiting():
     require(contents_of(folder + b"/copy/tree/f0") == contents_of(tree + b"/f0"), "FIFO in the way of a tree")
 
 
-def measured(program, *arguments, limit, status=(0,)):
+def measured(*command, limit, status=(0,)):
     """Runs a program with few descriptors; tells its seconds and peak of memory in MB, which must be within the limit."""
     begin = time.time()
     with open(folder + b"/output", "wb") as output:
-        child = subprocess.Popen([program, *arguments], stdin=subprocess.DEVNULL, stdout=output, stderr=output,
+        child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
                                  preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (50, 50)))
         _, code, usage = os.wait4(child.pid, 0)
     child.returncode = os.waitstatus_to_exitcode(code)
     peak = usage.ru_maxrss >> 10
-    require(child.returncode in status, program, arguments[:1], child.returncode, contents_of(folder + b"/output")[-500:])
-    require(peak <= limit, program, arguments[:1], "takes", peak, "MB")
-    return f"{os.path.basename(program)} {arguments[0]} {time.time() - begin:.1f} s {peak} MB"
+    require(child.returncode in status, command[:2], child.returncode, contents_of(folder + b"/output")[-500:])
+    require(peak <= limit, command[:2], "takes", peak, "MB")
+    return f"{os.path.basename(command[0])} {command[1]} {time.time() - begin:.1f} s {peak} MB"
 
 
 def check_large(entries):
@@ -276,17 +281,17 @@ def check_large(entries):
             source = folder + b"/in/file%07d" % n
         else:
             os.link(source, folder + b"/in/file%07d" % n)
-    figures = [measured(programs.tree_work, "scan", folder + b"/in", limit=250),
+    figures = [measured(*command("scan", folder + b"/in"), limit=250),
                measured(programs.tvkpack, "-recurse", folder + b"/in", limit=450),
                measured(programs.tvkpack, "-quiet", folder + b"/in", limit=450),
-               measured(programs.tree_work, "copy", folder + b"/in", folder + b"/copy", limit=50),
-               measured(programs.tree_work, "remove", folder + b"/copy", limit=50)]
+               measured(*command("copy", folder + b"/in", folder + b"/copy"), limit=50),
+               measured(*command("remove", folder + b"/copy"), limit=50)]
     os.mkdir(folder + b"/folders")
     for n in range(entries // 4):
         os.mkdir(folder + b"/folders/folder%07d" % n)
-    figures += [measured(programs.tree_work, "scan", folder + b"/folders", limit=100),
-                measured(programs.tree_work, "copy", folder + b"/folders", folder + b"/copy", limit=50),
-                measured(programs.tree_work, "remove", folder + b"/copy", limit=50)]
+    figures += [measured(*command("scan", folder + b"/folders"), limit=100),
+                measured(*command("copy", folder + b"/folders", folder + b"/copy"), limit=50),
+                measured(*command("remove", folder + b"/copy"), limit=50)]
     print(f"{entries} entries in a folder, then {entries // 4} folders: " + ", ".join(figures), flush=True)
 
 
@@ -295,8 +300,8 @@ def moved_and_back(tree):
     if not place:
         return []
     with work_folder(place) as there:
-        return [measured(programs.tree_work, "move", tree, there + b"/moved", limit=100),
-                measured(programs.tree_work, "move", there + b"/moved", tree, limit=100)]
+        return [measured(*command("move", tree, there + b"/moved"), limit=100),
+                measured(*command("move", there + b"/moved", tree), limit=100)]
 
 
 def check_deep(depth, name):
@@ -313,14 +318,14 @@ def check_deep(depth, name):
     write(b"last", b"contents " * 20)
     os.fchdir(here)
     os.close(here)
-    figures = [measured(programs.tree_work, "scan", top, limit=100),
-               measured(programs.tree_work, "copy", top, folder + b"/copied", limit=100),
+    figures = [measured(*command("scan", top), limit=100),
+               measured(*command("copy", top, folder + b"/copied"), limit=100),
                *moved_and_back(top),
                measured(programs.tvkpack, "-recurse", top, limit=200, status=(4,))]
     # What is too deep for a path is not passed over in silence.
     require(b"TP1003" in contents_of(folder + b"/output"), "no word about the depth")
-    figures += [measured(programs.tree_work, "remove", top, limit=100),
-                measured(programs.tree_work, "remove", folder + b"/copied", limit=100)]
+    figures += [measured(*command("remove", top), limit=100),
+                measured(*command("remove", folder + b"/copied"), limit=100)]
     require(not os.path.exists(top) and not os.path.exists(folder + b"/copied"), "deep folders are left")
     print(f"{depth} folders deep, names of {len(name)}: " + ", ".join(figures), flush=True)
 

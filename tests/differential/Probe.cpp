@@ -1,12 +1,13 @@
-// What the libraries answer, for the scripts of this folder: one answer on standard output to each question on
-// standard input. Both are a length in four bytes, low byte first, and that many bytes; the first byte of a
-// question chooses the operation.
+// What the libraries answer, for scripts: one answer on standard output to each question on standard input. Both are
+// a length in four bytes, low byte first, and that many bytes; the first byte of a question is the operation. Or one
+// question as arguments, "probe OPERATION PART...": the answer as it is, and status 1 with a text for a failure.
 #include <clocale>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
+#include <map>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <tvk/files/FileTreeScan.h>
@@ -21,7 +22,6 @@
 
 namespace {
 
-using namespace std::string_literals;
 using tvk::DateTimeO;
 using Narrow = tvk::StringBase<char>;
 using Wide = tvk::StringBase<wchar_t>;
@@ -51,32 +51,31 @@ std::string localFields(const std::string& question) {
 }
 
 // --- Scans: "-" for the folder alone, "r" for all below it, "a" for sub-folders in front; the folder; the patterns.
-// Answered by "+" for a folder and the number of its matches, the number of each match, and "-" when it is visited, each
-// with the path. With "e" the folder alone is scanned and its error is the answer.
 
-struct Scan : tvk::FileTreeScan {
+// Writes each match, with a zero behind it.
+struct Lister : tvk::FileTreeScan {
   using FileTreeScan::FileTreeScan;
+  void onFile(const tvk::FileString& path) override { std::fwrite(path.c_str(), 1, path.size() + 1, stdout); }
+  std::string found;
+  int error = -1;
+};
+
+// Answers "+" for a folder and the number of its matches, the number of each match, and "-" when it is visited, each
+// with the path. With "e" the folder alone is scanned and its error is the answer.
+struct Reporter : Lister {
+  using Lister::Lister;
   void onFolder(const tvk::FileString& path, std::span<const tvk::FileString> files) override {
     Note("+" + std::to_string(files.size() + fileCount()), path);
     error = folderError();
   }
   void onFile(const tvk::FileString& path) override { Note(std::to_string(fileCount()), path); }
-  void onFolderVisited() override { Note("-", Name()); }
+  void onFolderVisited() override { Note("-", specification().folder.empty() ? tvk::FileString() : name()); }
   void Note(const std::string& event, const tvk::FileString& path) {
-    if (path != Name()) std::abort();
-    found += event + " " + path + '\0';
+    found += (path.empty() || path == name() ? event : "another name:") + " " + path + '\0';
   }
-  tvk::FileString Name() const {
-    try {
-      return name();
-    } catch (const tvk::Exception&) {
-      return {};  // the empty folder has no name
-    }
-  }
-  std::string found;
-  int error = -1;
 };
 
+template <class Scan>
 std::string scanned(const std::string& question) {
   const auto parts = split(question);
   tvk::FileSpecification specification;
@@ -88,29 +87,37 @@ std::string scanned(const std::string& question) {
   return parts[0] == "e" ? std::to_string(scan.error) : scan.found;
 }
 
+// --- Work on trees: a path and a target. What is refused fails with the error of the system.
+
+std::string path(const std::string& question) { return split(question).at(0); }
+std::string target(const std::string& question) { return split(question).at(1); }
+
+std::string done(bool isDone) {
+  if (!isDone) throw std::system_error(errno, std::generic_category());
+  return {};
+}
+
 // --- Blocks. "refused" when there is no result.
 
-template <class Worker>
-std::string result(Worker&& worker, bool isDone) {
+std::string result(auto& worker, bool isDone) {
   return isDone ? std::string(worker.Result().begin(), worker.Result().end()) : "refused";
 }
 
-template <class Packer>
-std::string pack(const std::string& bytes) {
-  Packer packer;
+std::string packed(zed::Compressor&& packer, const std::string& bytes) {
   return result(packer, packer.Compress(bytes.data(), bytes.size()));
 }
 
-template <int WindowBits>
-std::string unpack(const std::string& bytes) {
+std::string unpacked(int windowBits, const std::string& bytes) {
   const zed::ByteBuffer block(bytes);
   zed::ByteBuffer out;
-  zed::Decompressor unpacker(WindowBits);
+  zed::Decompressor unpacker(windowBits);
   const bool isDone = unpacker.Decompress(block);
-  if (isDone != zed::IsCompleteBlock(block, WindowBits)) return "undecided";
-  if (WindowBits == 31 && zed::DecompressGzip(block, out) != unpacker.Result().Size()) return "undecided";
+  if (isDone != zed::IsCompleteBlock(block, windowBits)) return "undecided";
+  if (windowBits == 31 && zed::DecompressGzip(block, out) != unpacker.Result().Size()) return "undecided";
   return result(unpacker, isDone);
 }
+
+// --- Wide text, as its bytes.
 
 Wide wideOf(const std::string& bytes) {
   Wide text(bytes.size() / sizeof(wchar_t), L' ');
@@ -122,64 +129,62 @@ std::string bytesOf(const Wide& text) {
   return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
 }
 
-std::string resultOf(char operation, const std::string& text) {
-  switch (operation) {
-    case 'n':
-      return Narrow(text).ToUtf8().ToString();
-    case 'N':
-      return Narrow::FromUtf8(text);
-    case 'w':
-      return wideOf(text).ToUtf8().ToString();
-    case 'W':
-      return bytesOf(Wide::FromUtf8(text));
-    case 't':
-      return moment(text);
-    case 'f':
-      return localFields(text);
-    case 'a':
-      return answerArguments(text);
-    case 'p':
-      return answerItem(text);
-    case 'x':
-      return answerText(text);
-    case 's':
-      return scanned(text);
-    case 'g':
-      return pack<zed::GZip>(text);
-    case 'c':
-      return pack<zed::Zip>(text);
-    case 'G':
-      return unpack<31>(text);
-    case 'C':
-      return unpack<15>(text);
-    case 'A':
-      return unpack<47>(text);
-    default:
-      std::abort();
-  }
-}
+// What answers each operation: a letter, or a word for those that only arguments can ask for.
+const std::map<std::string, std::string (*)(const std::string& question)> answers{
+    {"n", [](auto& q) { return Narrow(q).ToUtf8().ToString(); }},
+    {"N", [](auto& q) { return std::string(Narrow::FromUtf8(q)); }},
+    {"w", [](auto& q) { return wideOf(q).ToUtf8().ToString(); }},
+    {"W", [](auto& q) { return bytesOf(Wide::FromUtf8(q)); }},
+    {"t", moment},
+    {"f", localFields},
+    {"a", answerArguments},
+    {"p", answerItem},
+    {"x", answerText},
+    {"s", scanned<Reporter>},
+    {"g", [](auto& q) { return packed(zed::GZip(), q); }},
+    {"c", [](auto& q) { return packed(zed::Zip(), q); }},
+    {"G", [](auto& q) { return unpacked(31, q); }},
+    {"C", [](auto& q) { return unpacked(15, q); }},
+    {"A", [](auto& q) { return unpacked(47, q); }},
+    {"list", scanned<Lister>},
+    {"remove", [](auto& q) { return done(tvk::File(path(q)).removeTree()); }},
+    {"copy", [](auto& q) { return done(tvk::File(path(q)).copyTo(target(q), tvk::ModeRecursive)); }},
+    {"copyTo", [](auto& q) { return done(tvk::File(path(q)).copyTo(target(q))); }},
+    {"copyFile", [](auto& q) { return done(tvk::File::copyFile(path(q), target(q))); }},
+    {"move", [](auto& q) { return tvk::File(path(q)).move(target(q)), std::string(); }},
+};
 
 // "=" and the answer, or "!" with the code of an exception, its first values and its location.
-std::string answer(const std::string& question) {
+std::string answer(const std::string& operation, const std::string& question) {
   try {
-    return "=" + resultOf(question.at(0), question.substr(1));
+    return "=" + answers.at(operation)(question);
   } catch (const tvk::Exception& e) {
     std::string text = "!" + std::to_string(e.GetCode()) + ":" + e.First();
     for (const Narrow& more : {e.Second(), e.Location()})
       if (!more.empty()) text += ";" + more;
     return text;
+  } catch (const std::system_error& e) {
+    return "!" + std::to_string(e.code().value()) + ":" + e.what();
   }
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
+  if (argc > 1) {
+    std::string text;
+    for (int i = 2; i < argc; ++i) text.append(argv[i]) += '\0';
+    text = answer(argv[1], text);
+    const bool isDone = text[0] == '=';
+    std::fwrite(text.data() + 1, 1, text.size() - 1, isDone ? stdout : stderr);
+    return std::fflush(stdout) == 0 && isDone ? 0 : 1;
+  }
   std::uint32_t size;
   for (std::string text; std::fread(&size, sizeof size, 1, stdin) == 1;) {
     text.resize(size);
     if (std::fread(text.data(), 1, size, stdin) != size) return 1;
-    text = answer(text);
+    text = answer(text.substr(0, 1), text.substr(1));
     size = static_cast<std::uint32_t>(text.size());
     std::fwrite(&size, sizeof size, 1, stdout);
     std::fwrite(text.data(), 1, size, stdout);

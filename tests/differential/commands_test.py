@@ -1,5 +1,5 @@
 """Files and trees copied, moved and removed as cp, mv and rm do it: the same answer, and the same tree afterwards. Then
-moves to another device, which cp -a could have made, and work without rights. The arguments are the programs tree_work and fault_shim."""
+moves to another device, which cp -a could have made, and work without rights. The arguments are the programs probe and fault_shim."""
 import array
 import fcntl
 import os
@@ -37,7 +37,7 @@ def listing(folder, more=""):
 
 
 def cases():
-    """An operation of tree_work, the command that does the same, and their paths."""
+    """An operation of the probe, the command that does the same, and their paths."""
     for source in "f l gone a hard loop none dir lk a/ ld a/s/..".split():
         for target in "t n/ u".split():
             yield "copyTo", "cp -f", source, target
@@ -55,7 +55,7 @@ def as_the_commands():
     shell("mkdir 0; cd 0" + TREE + f"cd ..; mkdir 1 2; for n in $(seq {len(todo)}); do cp -a 0 1/$n; cp -a 0 2/$n; done")
     for number, (operation, command, *paths) in enumerate(todo, 1):
         expected = succeeds(*command.split(), *(f"1/{number}/{path}" for path in paths))
-        got = succeeds(TREE_WORK, operation, *(f"2/{number}/{path}" for path in paths))
+        got = succeeds(PROBE, operation, *(f"2/{number}/{path}" for path in paths))
         compare((number, operation, *paths), got, expected)
     compare("the trees", listing("2"), listing("1"))
 
@@ -63,7 +63,7 @@ def as_the_commands():
 def across_devices():
     def move(source, target):
         """As if these lay on two devices."""
-        return succeeds(TREE_WORK, "move", source, target, LD_PRELOAD=SHIM, TVK_FAULT="rename:1+:EXDEV",
+        return succeeds(PROBE, "move", source, target, LD_PRELOAD=SHIM, TVK_FAULT="rename:1+:EXDEV",
                         ASAN_OPTIONS="detect_leaks=0:verify_asan_link_order=0")
     everything = "%U %G %b %T@"
     shell(TREE + "rm a/p; chmod 2711 a; touch -d 2000-01-01 a; truncate -s 1M a/s/h")
@@ -95,8 +95,8 @@ def without_rights():
     user = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
 
     def done(*command):
-        result = subprocess.run([*user, TREE_WORK, *command], stderr=subprocess.PIPE)
-        return result.returncode, result.stderr.endswith(b"Permission denied\n")
+        result = subprocess.run([*user, PROBE, *command], stderr=subprocess.PIPE)
+        return result.returncode, result.stderr.endswith(b"Permission denied")
     compare("copyFile", done("copyFile", "a/f", "w/f"), (1, True))
     compare("copyTo", (done("copyTo", "a/f", "w"), shell("cat w/f")), ((0, False), "1\n"))  # removed and made anew
     compare("copy", done("copy", "a", "w"), (1, True))
@@ -112,7 +112,7 @@ def to_who_reads_later():
     shell("mkdir t; mkfifo t/f; seq 50000 >f")
     with open(os.open("t/f", os.O_RDONLY | os.O_NONBLOCK), "rb") as reader:
         os.set_blocking(reader.fileno(), True)
-        with subprocess.Popen([TREE_WORK, "copyTo", "f", "t"]) as copy:
+        with subprocess.Popen([PROBE, "copyTo", "f", "t"]) as copy:
             waiting, end = array.array("i", [0]), time.monotonic() + 20
             while waiting[0] < fcntl.fcntl(reader, fcntl.F_GETPIPE_SZ) and time.monotonic() < end:  # until it is full
                 time.sleep(0.001)
@@ -121,7 +121,7 @@ def to_who_reads_later():
         compare("copyTo FIFO", copy.returncode, 0)
 
 
-TREE_WORK, SHIM = map(os.path.abspath, sys.argv[1:3])
+PROBE, SHIM = map(os.path.abspath, sys.argv[1:3])
 os.umask(0o022)
 for work in as_the_commands, across_devices, without_rights, to_who_reads_later:
     with tempfile.TemporaryDirectory(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None) as top:

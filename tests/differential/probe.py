@@ -37,7 +37,7 @@ def compare(what, got, expected):
 
 
 def ask(questions):
-    """The answers to a list of questions, each of which begins with the letter of its operation."""
+    """The answers to a list of questions, each of which begins with the letter of its operation (see Probe.cpp)."""
     text = b"".join(struct.pack("<I", len(each)) + each for each in questions)
     out = subprocess.run([sys.argv[1]], input=text, stdout=subprocess.PIPE, check=True).stdout
     answers = []
