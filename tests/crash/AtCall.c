@@ -1,7 +1,9 @@
 /* Runs a program and does something when its threads together come to their n-th system call, before that call is
-   made: kills it, or exchanges what two names stand for and puts them back SPAN calls later (never for 0).
+   made: kills it, runs a command of the shell, or exchanges what two names stand for and puts them back SPAN calls
+   later (never for 0).
 
      at_call kill N COUNT PROGRAM ARGUMENTS...
+     at_call run COMMAND N COUNT PROGRAM ARGUMENTS...
      at_call swap NAME NAME SPAN N COUNT PROGRAM ARGUMENTS...
 
    With N 0 nothing is done. The number of the calls goes to the file COUNT; the exit status is that of the program,
@@ -25,9 +27,10 @@ static int comes_to_call(pid_t thread, int status) {
 }
 
 int main(int argc, char** argv) {
-  const int swaps = argc > 7 && strcmp(argv[1], "swap") == 0;
-  char** const run = argv + (swaps ? 5 : 2);
   if (argc < 5) return 2;
+  const int kills = strcmp(argv[1], "kill") == 0, swaps = strcmp(argv[1], "swap") == 0;
+  char** const run = argv + (kills ? 2 : swaps ? 5 : 3);
+  if (run + 2 >= argv + argc) return 2;
   const long first = strtol(run[0], NULL, 10);
   const long second = swaps && strtol(argv[4], NULL, 10) > 0 ? first + strtol(argv[4], NULL, 10) : first;
   long calls = 0;
@@ -54,7 +57,8 @@ int main(int argc, char** argv) {
       ++calls;
       const int isTime = first > 0 && (calls == first || calls == second);
       if (isTime && swaps) renameat2(AT_FDCWD, argv[2], AT_FDCWD, argv[3], RENAME_EXCHANGE);
-      if (isTime && !swaps) kill(program, SIGKILL);
+      if (isTime && kills) kill(program, SIGKILL);
+      if (isTime && !kills && !swaps && system(argv[2]) != 0) return 2;
     } else if (WSTOPSIG(status) != (SIGTRAP | 0x80) && WSTOPSIG(status) != SIGTRAP &&
                WSTOPSIG(status) != SIGSTOP) {
       signal = WSTOPSIG(status);

@@ -196,6 +196,61 @@ def check_swaps_beside(there):
         print(f"{operation}: {end} calls, {runs} swaps", flush=True)
 
 
+def at_call(number, deed, *line):
+    """Runs a command line with a command of the shell in between; what became of it and the number of its calls."""
+    done = run(programs.at_call, "run", deed, str(number), folder + b"/count", *line, timeout=30)
+    return done, int(contents_of(folder + b"/count"))
+
+
+# What is moved to another device, what happens to it while it is copied, and what holds then.
+CHANGES = [("file", "echo more >>file", "tail -n 1 file | grep more"),
+           ("file", "mv file kept; echo other >file", "grep other file"),
+           ("tree", "touch tree/new", "test -f tree/new"),
+           ("tree", "mv tree kept; mkdir tree; echo other >tree/file", "grep other tree/file"),
+           ("tree", "mv tree kept; ln -s kept tree", "test -L tree")]
+
+
+def check_moves():
+    """What was changed or replaced while it was moved to another device stays."""
+    with work_folder(other_device(folder)) as there:
+        for name, deed, remains in CHANGES:
+            place = folder + b"/changes"
+            os.makedirs(place + b"/tree")
+            write(place + b"/file", bytes(8 << 20))
+            for n in range(40):
+                write(place + b"/tree/%d" % n, prose(100))
+            line = command("move", os.path.join(place, name.encode()), there + b"/moved")
+            copy_tree(place, folder + b"/again")
+            done, end = at_call(0, "", *line)
+            require(done[0] == 0 and not os.path.lexists(line[-2]), "move of", name, done)
+            run("rm", "-rf", place, there + b"/moved")
+            os.rename(folder + b"/again", place)
+            done, _ = at_call(end * 3 // 4, f"cd {os.fsdecode(place)}; {deed}", *line)
+            kept = run("sh", "-c", remains, cwd=place)[0] == 0
+            require(done[0] == 1 and kept, f"{deed}, at call {end * 3 // 4} of {end} of a move:", done)
+            run("rm", "-rf", place, there + b"/moved")
+    print(f"moves of what changes: {len(CHANGES)}", flush=True)
+
+
+def check_fifos():
+    """A FIFO that comes into the place of a file at any call, also just before that is opened, is waited for by nobody."""
+    place = folder + b"/fifos"
+    file, fifo, new, runs = place + b"/in/file", place + b"/fifo", place + b"/new", 0
+    for line in command("copy", place + b"/in", new), [programs.tvkpack, "-recurse", "-jobs=1", place + b"/in"]:
+        run("rm", "-rf", place)
+        end = at_call(0, "", *line)[1]  # where there is nothing to do
+        call = end - 30
+        while call <= end:
+            run("rm", "-rf", place)
+            os.makedirs(place + b"/in")
+            write(file, prose(300))
+            os.mkfifo(fifo)
+            done, end = at_call(call, b"mv %s %s; mv %s %s" % (file, place, fifo, file), *line)
+            require(done[0] in (0, 1, 4), f"FIFO at call {call} of", line, done)
+            call, runs = call + 1, runs + 1
+    print(f"FIFOs in the place of a file: {runs}", flush=True)
+
+
 def check_changing_files(rounds):
     """Files that grow, shrink, vanish and come back: no hang, no broken block, and no endless copy."""
     for number in range(rounds):
@@ -337,8 +392,10 @@ with work_folder() as folder:
     check_waiting()
     if may_trace(folder, programs.at_call):
         check_swaps()
+        check_moves()
+        check_fifos()
     else:
-        print("not tried: swaps, without the right to trace a program")
+        print("not tried: swaps and changes, without the right to trace a program")
     check_changing_files(60 if programs.whole else 1)
     check_deep(5000 if programs.whole else 500, b"d" * 20)
     if programs.whole:
