@@ -1,5 +1,4 @@
 // Every reader of the command line in the order that the input wants, with mark and restore between them.
-#include <netdb.h>
 #include <tvk/cmdline/CommandLineParsing.h>
 #include <tvk/files/HostAddress.h>
 #include <tvk/time/DateTime.h>
@@ -8,9 +7,6 @@
 #include <vector>
 
 #include "Input.h"
-
-// No name is known, and none leaves the process.
-extern "C" int getaddrinfo(const char*, const char*, const addrinfo*, addrinfo**) { return EAI_NONAME; }
 
 namespace {
 
@@ -86,8 +82,7 @@ class Parser : public tvk::CommandLineParsing {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input in(data, size);
+void fuzz::run(Input in) {
   std::vector<std::vector<char>> texts(in.Take() % 5);  // their ends are guarded
   tvk::ArgumentList arguments;
   for (std::vector<char>& text : texts) {
@@ -96,5 +91,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     arguments.Add(text.data());
   }
   Parser(arguments, in);
-  return 0;
 }

@@ -33,9 +33,8 @@ static void check(const DateTimeO& moment, std::uint64_t ticks) {
     assert(DateTimeO::FromTimePoint(point).GetUtcTicks() == ticks);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::run(Input in) {
   [[maybe_unused]] static const int s_zone = setenv("TZ", "America/St_Johns", 1);
-  fuzz::Input in(data, size);
   DateTimeO value;
   while (!in.AtEnd()) {
     const auto operation = in.Take();
@@ -60,5 +59,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint64_t ticks = 0;
     if (fuzz::codeOf([&] { ticks = value.GetUtcTicks(); }) == -1) check(value, ticks);
   }
-  return 0;
 }

@@ -1,18 +1,18 @@
 // The readers of host texts.
 #include <arpa/inet.h>
-#include <netdb.h>
 #include <tvk/files/HostAddress.h>
+
+#include <vector>
 
 #include "Input.h"
 
-// No name is known, and none leaves the process.
-extern "C" int getaddrinfo(const char*, const char*, const addrinfo*, addrinfo**) { return EAI_NONAME; }
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz::run(Input in) {
   using tvk::HostAddress;
-  const tvk::StringBase<char> text = fuzz::Input(data, size).Rest();
+  const tvk::StringBase<char> text = in.Rest();
+  const std::vector<std::uint8_t> bytes(text.begin(),
+                                        text.begin() + std::min<std::ptrdiff_t>(std::ssize(text), 16));
   for (const auto reader : {&HostAddress::Assign, &HostAddress::AssignNumber, &HostAddress::AssignHost}) {
-    HostAddress host(std::span(data, std::min<std::size_t>(size, 16))), again;
+    HostAddress host(bytes), again;
     const bool isRead = (host.*reader)(text);
     assert(isRead == host.IsValid() && isRead != host.ToText().empty() && host.Name() == text);
     assert(again.AssignNumber(host.ToText()) == isRead);
@@ -22,5 +22,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         inet_pton(AF_INET, text.c_str(), &number) == 1 || inet_pton(AF_INET6, text.c_str(), &number) == 1;
     if (reader == &HostAddress::AssignNumber) assert(isRead == (isNumber && text.find('\0') == text.npos));
   }
-  return 0;
 }

@@ -10,14 +10,12 @@
 
 #include <tvk/text/Exception.h>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace fuzz {
 
 // Takes values off the front of the input; an empty input gives zeros and empty texts for ever.
 class Input {
  public:
-  Input(const std::uint8_t* data, std::size_t size) : m_rest(reinterpret_cast<const char*>(data), size) {}
+  explicit Input(std::string_view bytes) : m_rest(bytes) {}
   bool AtEnd() const { return m_rest.empty(); }
   template <class Number = std::uint8_t>
   Number Take() {
@@ -36,6 +34,9 @@ class Input {
  private:
   std::string_view m_rest;
 };
+
+// What a target does with an input. A fault ends the process.
+void run(Input in);
 
 // The code of the Exception that `work` throws; -1 when it throws none.
 std::int64_t codeOf(auto&& work) try { return work(), -1; } catch (const tvk::Exception& e) {

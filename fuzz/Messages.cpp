@@ -6,8 +6,7 @@
 
 #include "Input.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input in(data, size);
+void fuzz::run(Input in) {
   std::vector<std::string> texts(in.Take() % 12 + 1);  // the format is the last one
   std::size_t limit = 64 * 1024;
   for (std::string& text : texts) {
@@ -32,5 +31,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   }
   assert(out == expected);
-  return 0;
 }

@@ -2,8 +2,8 @@
 #include <tvk/files/FileStatus.h>
 #include <tvk/files/Folders.h>
 
-#include <span>
-#include <stdexcept>
+#include <sstream>
+#include <vector>
 
 #include "Input.h"
 
@@ -40,15 +40,12 @@ static void checkNormalForm(const FileString& path, const FileString& home, std:
     wanted.erase(begin, at + 3 - begin);
   }
   assert(tvk::normalisedCopy(path) == wanted && tvk::folderOf(path) == tvk::folderPart(wanted, ""));
-  std::vector<tvk::StringBase<char>> components{"before"};
+  std::vector<tvk::StringBase<char>> components{"before"}, parts = components;
+  std::istringstream in(wanted);
+  for (std::string part; std::getline(in, part, '/');)
+    if (!part.empty()) parts.push_back(part);
   tvk::splitComponents(path, components);
-  std::size_t at = 0;
-  for (const auto& component : std::span(components).subspan(1)) {
-    at = wanted.find_first_not_of('/', at);
-    assert(!component.empty() && wanted.substr(at, wanted.find('/', at) - at) == component);
-    at += component.size();
-  }
-  assert(components[0] == "before" && wanted.find_first_not_of('/', at) == wanted.npos);
+  assert(components == parts);
 
   const FileString shown = tvk::displayName(path, limit);
   const bool isWhole = wanted.size() <= limit || wanted.find('/', 1) == wanted.npos;
@@ -57,8 +54,7 @@ static void checkNormalForm(const FileString& path, const FileString& home, std:
   assert(shown.size() <= limit || shown.find('/', 5) == shown.npos);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input in(data, size);
+void fuzz::run(Input in) {
   const std::size_t limit = in.Take() + 1u;
   const FileString home = in.Text(), name = in.Text(), path = in.Rest();
   for (const char* variable : {"HOME", "A"}) setenv(variable, home.c_str(), 1);
@@ -66,13 +62,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   checkNormalForm(path, home, limit);
 
   FileString expanded = path, found = "before";
-  const auto expand = [&] {
+  try {
     assert(tvk::expandEnvironment(expanded) == (path.find('$') != path.npos));
     assert(expanded == path || (expanded.find('$') == expanded.npos && expanded.size() <= 64 * 1024));
-  };
-  try {
-    assert(fuzz::codeOf(expand) == -1 || expanded == path);
-  } catch (const std::out_of_range&) {
+  } catch (const std::exception&) {
     assert(expanded == path);
   }
 
@@ -83,5 +76,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   assert(joined.starts_with(path) && joined.ends_with(name));
   tvk::findInFolders(found, name, path);
   assert(found == "before" || found.empty() ? tvk::isFile(name) != found.empty() : tvk::isFile(found));
-  return 0;
 }

@@ -32,8 +32,7 @@ class Scanner : public tvk::Parsing {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzz::Input in(data, size);
+void fuzz::run(Input in) {
   const std::string source = in.Text();
   const std::vector<char> text(source.c_str(), source.c_str() + source.size() + 1);  // its ends are guarded
   Scanner scanner(text.data());
@@ -49,8 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       return std::tuple(code, item, scanner.ItemStart(), scanner.Cursor());
     };
     const char* const before = scanner.Cursor();
-    const auto answer = read();
-    const auto& [code, item, start, cursor] = answer;
+    const auto [code, item, start, cursor] = read();
     const std::string taken(start, cursor);
     assert(before <= start && start <= cursor && cursor < text.data() + text.size());
     assert(item.size() <= 2 * text.size());
@@ -62,7 +60,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // But for a closing mark behind the limit.
     if (code == -1 && isPlain) assert(taken.starts_with(item) && taken.size() - item.size() <= 1);
     scanner.SetCursor(before);
-    assert(read() == answer);
+    assert(read() == std::tuple(code, item, start, cursor));
   }
-  return 0;
 }

@@ -18,12 +18,11 @@ static void check(const std::string& bytes, const tvk::StringBase<C>& text, bool
   assert(!isValid || text.FromUtf8(ofText) == text);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string bytes = fuzz::Input(data, size).Rest();
+void fuzz::run(Input in) {
+  const std::string bytes = Input(in).Rest();
   tvk::StringBase<wchar_t> units;
-  for (fuzz::Input in(data, size); !in.AtEnd();) units += in.Take<wchar_t>();
+  while (!in.AtEnd()) units += in.Take<wchar_t>();
   const auto isCharacter = [](wchar_t c) { return c >= 0 && c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); };
   check(bytes, units, std::ranges::all_of(units, isCharacter));
   check(bytes, tvk::StringBase<char>(bytes), true);
-  return 0;
 }

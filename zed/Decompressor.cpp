@@ -16,18 +16,23 @@ constexpr std::size_t largestGzip = 0xFFFFFFFF;
 enum class Container { none, zlib, gzip };
 
 Container ContainerOf(std::int32_t windowBits, Block in) {
-  if (windowBits >= 8 && windowBits <= 15) return Container::zlib;
+  const bool isEither = windowBits >= 40 && windowBits <= 47;
   if (windowBits >= 24 && windowBits <= 31) return Container::gzip;
-  if (windowBits < 40 || windowBits > 47) return Container::none;
-  return in.size() >= 2 && in[0] == 0x1F && in[1] == 0x8B ? Container::gzip : Container::zlib;
+  if (isEither && in.size() >= 2 && in[0] == 0x1F && in[1] == 0x8B) return Container::gzip;
+  if (!isEither && (windowBits < 8 || windowBits > 15)) return Container::none;
+  // The header of a zlib block tells its window.
+  return in.empty() || (in[0] >> 4) + 8 <= windowBits % 16 ? Container::zlib : Container::none;
 }
 
 // A zlib stream that inflates; ends with the object if not before.
 class Inflater {
  public:
   explicit Inflater(std::int32_t windowBits) {
+    // Always with the largest window of the container: with another one the answer would hang on the pieces that a
+    // block is worked through in, where it has more distant matches.
+    const int largest = windowBits | 7;
     const int status =
-        inflateInit2_(&m_stream, windowBits, detail::zlibInterface, static_cast<int>(sizeof(z_stream)));
+        inflateInit2_(&m_stream, largest, detail::zlibInterface, static_cast<int>(sizeof(z_stream)));
     if (status == Z_MEM_ERROR) throw std::bad_alloc();
     m_isOpen = status == Z_OK;
   }

@@ -25,7 +25,8 @@ inline constexpr std::size_t noLimit = std::numeric_limits<std::size_t>::max();
 class ZED_EXPORT Decompressor {
  public:
   // zlib's window bits: 24 to 31 take the gzip container, 8 to 15 the zlib container, 40 to 47 either. With
-  // others Decompress() answers false. A block that unpacks to more than `maximum` bytes is refused.
+  // others Decompress() answers false. A zlib block that tells of a larger window is refused; a gzip block
+  // tells of none and may have any. A block that unpacks to more than `maximum` bytes is refused.
   explicit Decompressor(std::int32_t windowBits = 31, std::size_t maximum = noLimit);
   ~Decompressor();
   Decompressor(const Decompressor&) = delete;
