@@ -9,6 +9,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -26,8 +29,6 @@
 #include <tvk/text/MessageTable.h>
 #include <tvk/text/Utf8.h>
 #include <tvk/time/DateTime.h>
-
-#include "support/Support.h"
 
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 extern "C" const char* __tsan_default_options() { return "atexit_sleep_ms=0:report_thread_leaks=0"; }
@@ -88,10 +89,24 @@ struct ShortThread : Thread {
 // The address sanitizer does not bear that a library is opened at the very end of the process.
 bool isTooLateToLoad() { return s_isLate && TVK_ADDRESS_SANITIZER; }
 
-// Of a copy of the exception.
+// A copy of the exception of this class that `work` throws.
 template <class E>
-std::string textOf(auto&& work) {
-  return support::caught<E>(work, [](const E& e) { return std::string(E(e).what()); });
+std::optional<E> thrown(auto&& work) {
+  try {
+    work();
+  } catch (const E& e) {
+    return e;
+  }
+  return {};
+}
+
+std::string contents(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::ptrdiff_t descriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 struct Job {
@@ -105,8 +120,8 @@ const Job s_jobs[] = {
       const std::string mine = std::to_string(random());
       const ErrorLocation outer(mine, false), inner("inner", true);
       const std::string before = s_name + ", " + mine + ", inner: ";
-      const std::string error = textOf<Exception>([&] { throw Exception::Of(2005, mine); });
-      const std::string fatal = textOf<FileException>([&] { File("/" + mine).open(ModeRead | ModeMustExist); });
+      const std::string error = thrown<Exception>([&] { throw Exception::Of(2005, mine); }).value().what();
+      const std::string fatal = thrown<FileException>([&] { File("/" + mine).open(ModeRead | ModeMustExist); }).value().what();
       return error == before + "error 2005 - value " + mine + " out of range." &&
              fatal.starts_with(before + "fatal error 1001 - ") && fatal.find(" /" + mine) != std::string::npos;
     }},
@@ -129,10 +144,9 @@ const Job s_jobs[] = {
       if (isTooLateToLoad()) return true;
       const Library module(dlopen(TVK_PLUGIN, RTLD_NOW | RTLD_LOCAL));
       const auto raise = reinterpret_cast<void (*)(int)>(dlsym(module.get(), "pluginThrow"));
-      const auto codeOf = [](const auto& e) { return e.GetCode(); };
-      return support::caught<FileException>([&] { raise(0); }, codeOf) == 1001 &&
-             support::caught<AbortException>([&] { raise(1); }, codeOf) == 11 &&
-             support::caught<Exception>([&] { raise(2); }, codeOf) == 2001;
+      return thrown<FileException>([&] { raise(0); }).value().GetCode() == 1001 &&
+             thrown<AbortException>([&] { raise(1); }).value().GetCode() == 11 &&
+             thrown<Exception>([&] { raise(2); }).value().GetCode() == 2001;
     }},
     {"frame", [](Random&) {
       if (s_isLate) return true;
@@ -181,7 +195,7 @@ const Job s_jobs[] = {
       all.add("*");
       FileTreeScan scan(all);
       scan.run();
-      return scan.fileCount() == 1 && support::readWhole(file.name()) == text && folder.removeTree();
+      return scan.fileCount() == 1 && contents(file.name()) == text && folder.removeTree();
     }},
     {"system", [](Random&) {
       Text name;
@@ -216,7 +230,7 @@ struct Worker : Thread {
 
 // Every job by many threads for so many milliseconds, with signals and cancelled threads in between.
 void mixedWork(bool isDown, std::uint64_t milliseconds) {
-  const auto descriptors = support::DescriptorWatch::count();
+  const auto before = descriptors();
   long cancelled = 0;
   Module frame("", s_name.c_str());
   require(frame.Init() && (!isDown || frame.Exit()), "frame");
@@ -245,7 +259,7 @@ void mixedWork(bool isDown, std::uint64_t milliseconds) {
   require(std::filesystem::file_size(s_file.name().c_str()) >= s_records * s_recordSize, "size of the file");
   require(s_locked == s_lockings, "lock");
   // The C library loses one when the request comes at the very end of a call that opens a file.
-  require(support::DescriptorWatch::count() <= descriptors + 1 + cancelled / 2000, "descriptors");
+  require(descriptors() <= before + 1 + cancelled / 2000, "descriptors");
   std::fprintf(stderr, "%ld jobs\n", s_jobsDone.load());
 }
 
@@ -271,8 +285,8 @@ void runShortThreads(int number) {
 void measure() {
   std::size_t bytes = mallinfo2().uordblks + mallinfo2().hblkhd;
   if (__sanitizer_get_current_allocated_bytes != nullptr) bytes = __sanitizer_get_current_allocated_bytes();
-  const auto mappings = std::ranges::count(support::readWhole("/proc/self/maps"), '\n');
-  std::printf("%zu %td %td\n", bytes, mappings, support::DescriptorWatch::count());
+  const auto mappings = std::ranges::count(contents("/proc/self/maps"), '\n');
+  std::printf("%zu %td %td\n", bytes, mappings, descriptors());
 }
 
 // The process ends in every way while threads that nobody joins are in the library, and a static object too.
@@ -309,7 +323,7 @@ int main(int, char** argv) {
   s_file.setName((std::string(argv[3]) + "/records").c_str());
   if (mode == "end") return end(amount);
   if (mode == "short") {
-    for (const int number : {1000, amount}) runShortThreads(number), measure();
+    for (const int number : {500, 500, amount}) runShortThreads(number), measure();
     return 0;
   }
   return mixedWork(mode == "down", static_cast<std::uint64_t>(amount)), 0;

@@ -45,7 +45,7 @@ def everything():
 
 
 def short():
-    before, after, _ = run("short", 100_000 if IS_LONG else 2000)
+    _, before, after, _ = run("short", 100_000 if IS_LONG else 2000)
     for name, first, last, growth in zip(("bytes", "mappings", "descriptors"), before.split(), after.split(), (16384, 100, 0),
                                          strict=True):
         print(f"{name}: {int(first)} before, {int(last)} after short threads")
