@@ -1,18 +1,11 @@
-// A program for the drivers beside it.
-//
-//   probe [ARGUMENT...]          goes through every room in the current folder; one line an operation, with the code
-//                                of its failure. 0 when all went well, 4 when some failed. "interrupted": by a
-//                                signal, two thousand times a second.
-//   probe KIND [WHILE]           says "ready" and waits for the terminal as KIND tells; meanwhile another thread calls
-//                                exit() or abort(), or SIGINT has a handler of the program.
+// A program that goes through every room in the current folder; one line an operation, with the code of its failure. 0
+// when all went well, 4 when some failed. With the argument "interrupted": by a signal, two thousand times a second.
 #include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <functional>
 #include <map>
 #include <string>
-#include <thread>
 
 #include <tvk/cmdline/CommandLineParsing.h>
 #include <tvk/console/Console.h>
@@ -33,8 +26,6 @@ namespace {
 using tvk::Console;
 Console& console() { return Console::Get(); }
 
-using Works = std::map<std::string, std::function<void()>>;
-
 void require(bool isWell) {
   if (!isWell) throw tvk::FileException(1010, "what was asked for", errno);
 }
@@ -47,7 +38,7 @@ struct Options : tvk::CommandLineParsing {
   }
 };
 
-const Works rooms = {
+const std::map<std::string, void (*)()> rooms = {
     {"arguments", [] { Options().Parse(); }},
     {"compression",
      [] {
@@ -118,31 +109,6 @@ const Works rooms = {
      }},
 };
 
-const Works waits = {
-    {"ask", [] { console().Ask("Go on", "yn", 'n'); }},
-    {"interrupt", [] { console().WaitKey(Console::FlagInterrupt); }},
-    {"key", [] { console().WaitKey(); }},
-    {"line",
-     [] {
-       tvk::StringBase<char> word;
-       console().ReadLine(word);
-     }},
-    {"page",
-     [] {
-       console().SetFlags(Console::FlagPage, true);
-       for (int line = 0; line < 23; ++line) console().NewLine();
-     }},
-    {"pause", [] { console().Pause(); }},
-    {"poll",
-     [] {
-       while (console().PollKey() == 0) usleep(2000);
-     }},
-    {"progress",
-     [] {
-       for (int n = 0; n < 1000; ++n, usleep(2000)) console().Progress("%d", n);
-     }},
-};
-
 class Probe : public tvk::Application {
  public:
   Probe() : Application("PB", "probe") {}
@@ -150,19 +116,12 @@ class Probe : public tvk::Application {
 
   std::int32_t Main() override {
     const tvk::ArgumentList& arguments = tvk::ArgumentList::OfProcess();
-    const std::string first = arguments.IsEmpty() ? "" : arguments[0];
-    if (first == "interrupted") {
+    if (!arguments.IsEmpty() && std::string(arguments[0]) == "interrupted") {
       struct sigaction action {};
       action.sa_handler = [](int) {};
       sigaction(SIGALRM, &action, nullptr);
       ualarm(500, 500);
     }
-    const auto wait = waits.find(first);
-    return wait == waits.end() ? VisitRooms() : Wait(wait->second, arguments.Count() > 1 ? arguments[1] : "");
-  }
-
- private:
-  static int VisitRooms() {
     int status = 0;
     for (const auto& [name, visit] : rooms) {
       std::string result = "ok";
@@ -178,22 +137,6 @@ class Probe : public tvk::Application {
     }
     require((errno = tvk::ConsoleStreamBuf::Get().WriteError()) == 0);
     return status;
-  }
-
-  static int Wait(const std::function<void()>& wait, const std::string& meanwhile) {
-    signal(SIGTERM, SIG_DFL);  // as it was, but now the signal stands in the mask of its own action
-    struct sigaction action {};
-    action.sa_handler = [](int) { console().StopInput(); };
-    if (meanwhile == "handler") sigaction(SIGINT, &action, nullptr);
-    if (meanwhile == "exit" || meanwhile == "abort")
-      std::thread([isAbort = meanwhile == "abort"] {
-        usleep(100'000);
-        isAbort ? std::abort() : std::exit(7);
-      }).detach();
-    console().Printf("ready\n");
-    wait();
-    console().Printf("done\n");
-    return 0;
   }
 };
 
