@@ -30,15 +30,18 @@ using tvk::ConsoleStreamBuf;
 
 bool s_keysAreSlow = false, s_stopsAreSlow = false;
 std::string s_reply;
+const char* const none = nullptr;
 std::iostream s_attached(nullptr);
 tvk::AutoInit<ConsoleStreamBuf> s_service;
-auto& s_threads = *new std::vector<std::thread>;
+auto& s_threads = *new std::vector<std::jthread>;
 
 void tell(const std::string& text) {
   [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
 }
 void say(const std::string& text) { tell("<" + text + ">"); }
-void say(int number) { say(std::to_string(number)); }
+void say(std::initializer_list<long> numbers) {
+  for (const long each : numbers) say(std::to_string(each));
+}
 
 void nap(unsigned milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
@@ -70,13 +73,9 @@ struct Recorder : std::streambuf {
   std::streamsize xsputn(const char* text, std::streamsize n) override {
     if (back != nullptr) return back->sputn(text, n);
     tell("[" + std::string(text, static_cast<std::size_t>(n)) + "]");
-    std::this_thread::yield();
-    return n;
+    return std::this_thread::yield(), n;  // others may come in between
   }
-  int overflow(int c) override {
-    const char character = static_cast<char>(c);
-    return xsputn(&character, 1), c;
-  }
+  int overflow(int c) override { return tell("[" + std::string(1, static_cast<char>(c)) + "]"), c; }
   int sync() override { return tell("!"), 0; }
   std::streambuf* back = nullptr;
 };
@@ -98,7 +97,7 @@ struct Call {
   std::string behind;  // the number
 };
 
-void run(const std::string& argument, bool isOwn = false);
+void run(std::string argument, bool isOwn = false);
 
 // Answers once, from another thread.
 void passOn(const tvk::StringBase<char>& text) {
@@ -123,7 +122,7 @@ const std::map<std::string, void (*)(const Call&)> words = {
        try {
          run(c.text, c.isOwn);
        } catch (const tvk::Exception& e) {
-         say(static_cast<int>(e.GetCode()));
+         say({e.GetCode()});
        }
      }},
     {"upon",  // there is something to read from that descriptor
@@ -133,8 +132,8 @@ const std::map<std::string, void (*)(const Call&)> words = {
      }},
     // Input.
     {"ask", [](const Call& c) { say(std::string(1, c.On().Ask("Go", c.text.substr(1), c.text[0]))); }},
-    {"key", [](const Call& c) { say(c.On().WaitKey(c.n)); }},
-    {"poll", [](const Call& c) { say(c.On().PollKey(c.n)); }},
+    {"key", [](const Call& c) { say({c.On().WaitKey(c.n)}); }},
+    {"poll", [](const Call& c) { say({c.On().PollKey(c.n)}); }},
     {"polls",
      [](const Call& c) {
        while (c.On().PollKey() == 0) nap(2);
@@ -147,43 +146,31 @@ const std::map<std::string, void (*)(const Call&)> words = {
        say(std::to_string(length) + " " + word.substr(0, 9));
      }},
     // Output.
-    {"byte", [](const Call& c) { say(c.On().rdbuf()->sputc(static_cast<char>(c.n))); }},
     {"clear", [](const Call& c) { c.On().ClearLine(c.n != 0); }},
     {"line", [](const Call& c) { c.On().PrintLine("%s", c.text.c_str()); }},
     {"need", [](const Call& c) { c.On().NeedLines(c.n); }},
     {"newline", [](const Call& c) { c.On().NewLine(); }},
-    {"null",
-     [](const Call& c) {
-       const char* const none = nullptr;
-       c.On().Printf(none);
-       say(static_cast<int>(c.On().rdbuf()->sputn(none, 7)));
-     }},
+    {"null", [](const Call& c) { c.On().Printf(none), say({c.On().rdbuf()->sputn(none, 7)}); }},
     {"pause", [](const Call& c) { c.On().Pause(); }},
     {"print", [](const Call& c) { c.On().Printf("%s", c.text.c_str()); }},
     {"progress", [](const Call& c) { c.On().Progress("%s", c.text.c_str()); }},
     {"progressless", [](const Call& c) { c.On().ClearProgress(); }},
     {"put", [](const Call& c) { c.On() << c.text; }},
-    {"unwritable", [](const Call& c) { c.On().Printf("a%lsb", L"\x20AC"), say(c.On().rdstate()); }},
+    {"unwritable", [](const Call& c) { c.On().Printf("a%lsb", L"\x20AC"), say({c.On().rdstate()}); }},
     // Settings and state.
     {"attach", [](const Call&) { buffer().Attach(s_attached), s_attached.exceptions(std::ios::badbit); }},
-    {"attached", [](const Call&) { say(s_attached.rdbuf() != nullptr); }},
-    {"column", [](const Call&) { say(static_cast<int>(ConsoleStreamBuf::CopyColumn())); }},
     {"back", [](const Call&) { s_recorder.back = &buffer(); }},
-    {"copy",
-     [](const Call& c) {
-       std::streambuf* const target =
-           c.text == "itself" ? &buffer() : static_cast<std::streambuf*>(&s_recorder);
-       say(buffer().SetCopyTarget(target));
-     }},
+    {"column", [](const Call&) { say({ConsoleStreamBuf::CopyColumn()}); }},
+    {"copy", [](const Call& c) { say({buffer().SetCopyTarget(c.n != 0 ? &s_recorder : c.On().rdbuf())}); }},
     {"destroy", [](const Call&) { Console::Destroy(); }},
     {"existing",
      [](const Call&) {
-       say((Console::Existing() != nullptr ? 2 : 0) + (ConsoleStreamBuf::Existing() != nullptr));
+       say({Console::Existing() != nullptr, ConsoleStreamBuf::Existing() != nullptr,
+            s_attached.rdbuf() != nullptr});
      }},
     {"function", [](const Call& c) { s_reply = c.text, buffer().SetOutputFunction(&passOn); }},
     {"functionless", [](const Call&) { buffer().SetOutputFunction(nullptr); }},
     {"init", [](const Call& c) { c.On().Init(c.n); }},
-    {"lines", [](const Call& c) { say(c.On().LinesWritten()); }},
     {"log", [](const Call& c) { buffer().SetToSystemLog(c.n != 0); }},
     {"off", [](const Call& c) { c.On().SetFlags(c.n, false); }},
     {"on", [](const Call& c) { c.On().SetFlags(c.n, true); }},
@@ -192,24 +179,14 @@ const std::map<std::string, void (*)(const Call&)> words = {
     {"service", [](const Call& c) { c.n != 0 ? s_service.Init() : s_service.Exit(); }},
     {"size",
      [](const Call& c) {
-       const std::string size = std::to_string(c.On().Width()) + "x" + std::to_string(c.On().Height());
-       say(std::to_string(c.On().WritesToTerminal()) + " " + size);
+       say({c.On().WritesToTerminal(), c.On().Width(), c.On().Height(), c.On().LinesWritten()});
      }},
-    {"take", [](const Call& c) { say(c.On().TakeTerminalSize()); }},
-    {"third", [](const Call&) { say(buffer().ThirdFlag()); }},
+    {"take", [](const Call& c) { say({c.On().TakeTerminalSize()}); }},
     // The process.
     {"abort", [](const Call&) { std::abort(); }},
     {"exit", [](const Call& c) { std::exit(static_cast<int>(c.n)); }},
-    {"handler",
-     [](const Call&) {
-       struct sigaction action {};
-       action.sa_handler = [](int) { Console::Get().StopInput(); };
-       sigaction(SIGINT, &action, nullptr);
-     }},
-    {"join",
-     [](const Call&) {
-       for (std::thread& thread : std::exchange(s_threads, {})) thread.join();
-     }},
+    {"handler", [](const Call&) { sysv_signal(SIGINT, [](int) { Console::Get().StopInput(); }); }},
+    {"join", [](const Call&) { s_threads.clear(); }},
     {"say", [](const Call& c) { say(c.text); }},
     {"slowkeys", [](const Call&) { s_keysAreSlow = std::atexit([] { nap(600); }) == 0; }},
     {"slowstops", [](const Call&) { s_stopsAreSlow = true; }},
@@ -221,7 +198,8 @@ std::pair<std::string, std::string> split(const std::string& text) {
   return {text.substr(0, end), text.substr(std::min(end + 1, text.size()))};
 }
 
-void run(const std::string& argument, bool isOwn) {
+void run(std::string argument, bool isOwn) {
+  std::replace(argument.begin(), argument.end(), '\1', '\0');
   const auto [word, text] = split(argument);
   const auto [number, behind] = split(text);
   words.at(word)(
@@ -236,11 +214,7 @@ class Probe : public tvk::Application {
   std::int32_t Main() override {
     signal(SIGTERM, SIG_DFL);  // as it was, but now the signal stands in the mask of its own action
     const tvk::ArgumentList& arguments = tvk::ArgumentList::OfProcess();
-    for (std::size_t i = 0; i < arguments.Count(); ++i) {
-      std::string argument = arguments[i];
-      std::replace(argument.begin(), argument.end(), '\1', '\0');
-      run(argument);
-    }
+    for (std::size_t i = 0; i < arguments.Count(); ++i) run(arguments[i]);
     return 0;
   }
 };

@@ -33,38 +33,38 @@ TRANSCRIPTS = {
          b"line " + x(200), b"line " + x(200) + b"z"], b"",
         b"<200 wait>(" + x(200) + b"y)(one\ntwo\xFF\n)(resta\0b\n)(" + x(200) + b"\n)(" + x(200) + b"z)(\n)"),
     "an output function may use the console, and there is no page for it": (
-        ["function line no lock is held", "line first", "init 65", "repeat 40 newline", "need 100", "clear 0", "size", "lines"],
-        b"", b"(first\n)(no lock is held\n)" + b"(\n)" * 40 + b"<0 0x0><40>"),
+        ["function line no lock is held", "line first", "init 65", "repeat 40 newline", "need 100", "clear 0", "size"],
+        b"", b"(first\n)(no lock is held\n)" + b"(\n)" * 40 + b"<0><0><0><40>"),
     "a copy gets each piece and is flushed by the column": (
-        ["screen 0", "copy", "copy itself", "put a\nb", "put c\r", "put d", "put \n", b"put " + x(79), "column", "key 0",
+        ["screen 0", "copy 1", "copy 0", "put a\nb", "put c\r", "put d", "put \n", b"put " + x(79), "column", "key 0",
          b"put " + x(79), b"put " + x(79), "put y"], b"k",
         b"<1><0>[a\nb][c\r]![d][\n]![" + x(79) + b"]<79>[k]!<107>[" + x(79) + b"][" + x(79) + b"]![y]"),
-    "the function comes before the copy": (["screen 0", "copy", "function", "line z"], b"", b"<1>[z](z\n)[\n]!"),
-    "a copy that leads back ends": (["function", "copy", "back", "put a\n"], b"", b"<1>(a\n)(a\n)!"),
-    "standard output gets the line before the copy does": (["copy", "line z"], b"", b"<1>z\n[z][\n]!"),
+    "the function comes before the copy": (["screen 0", "copy 1", "function", "line z"], b"", b"<1>[z](z\n)[\n]!"),
+    "a copy that leads back ends": (["function", "copy 1", "back", "put a\n"], b"", b"<1>(a\n)(a\n)!"),
+    "standard output gets the line before the copy does": (["copy 1", "line z"], b"", b"<1>z\n[z][\n]!"),
     "the log gets complete lines, or 64 KiB": (
         ["log 1", "put 50%", "put s\nb\n", "put c", b"put " + x(65535), b"put " + x(65535), "line \n"], b"",
         b"{6%s50%s\nb\n}{6%sc" + x(65535) + b"}{6%s" + x(65535) + b"\n}{6%s\n}"),
-    "a console that logs": (["third", "init 16", "line 1", "key 0", "third"], b"k", b"<1>{probe10}{6%s1\n}<-1><0>"),
-    "exact bytes": ([b"put a\1%d\xFF" + x(100_000), "byte 255", "null"], b"", b"a\0%d\xFF" + x(100_000) + b"\xFF<255><7>"),
+    "a console that logs": (["init 16", "line 1", "key 0"], b"k", b"{probe10}{6%s1\n}<-1>"),
+    "exact bytes": ([b"put a\1%d\xFF" + x(100_000), "null"], b"", b"a\0%d\xFF" + x(100_000) + b"<7>"),
     # --- Lifetime: whoever writes after the service finds the buffer as new
     "the buffer lives as long as its service": (
-        ["service 0", "function", "attach", "repeat 2 service 1", "put first", "repeat 2 service 0", "existing", "attached",
+        ["service 0", "function", "attach", "existing", "repeat 2 service 1", "put first", "repeat 2 service 0", "existing",
          "put , second", "own print , third", "function", "put , last", "existing", "repeat 2 destroy", "existing"],
-        b"", b"(first)<2><0>, second, third<3>(, last)<1>"),
+        b"", b"<0><1><1>(first)<1><0><0>, second, third<1><1><0>(, last)<0><1><0>"),
     "what nobody took is gone with the buffer": (
         ["service 1", "function", "put lost", "functionless", "service 0", "function", "put kept\n"], b"", b"(kept\n)"),
     "what the last call of the function adds is gone with the buffer": (
-        ["service 1", "function print lost", "put a", "service 0", "existing", "function", "put kept\n"], b"", b"(a)<2>(kept\n)"),
+        ["service 1", "function print lost", "put a", "service 0", "existing", "function", "put kept\n"], b"", b"(a)<1><0><0>(kept\n)"),
     # --- Input
     "words and keys from one input": (
-        ["copy", "poll 0", "word", "key 0", *["word"] * 5, "key 0", "poll 0"],
+        ["copy 1", "poll 0", "word", "key 0", *["word"] * 5, "key 0", "poll 0"],
         b"\xFF \n one\x03two\va\0b\n" + BIG + b"cd  ",
         b"<1>[\xFF]<255><7 one\x03two>[\v]<11><3 a\0b><1048576 bbbbbbbbb><2 cd><0 ><0 ><-1><-1>"),
     "Ctrl-C is a key": (["key 0"], b"\x03", b"<3>"),
     "Ctrl-C aborts": (["try key 4", "on 8", "try key 4"], b"\x03\x03", BLANK + b"<11>^C\n<11>"),
-    "flags": (["key 0", "init 64", "on 24", "poll 0", "ask Nyn", "off 26", "key 0", "newline", "lines", "size", "own init 64", "put nowhere"],
-              b"xy", b"<120><-1>{6%sGo (yn) [N]\r\n}<n><121>\n<1><0 80x24>"),
+    "flags": (["key 0", "init 64", "on 24", "poll 0", "ask Nyn", "off 26", "key 0", "newline", "size", "own init 64", "put nowhere"],
+              b"xy", b"<120><-1>{6%sGo (yn) [N]\r\n}<n><121>\n<0><80><24><1>"),
     # --- Formats
     "no text": (["unwritable"], b"", b"<4>"),
 }
@@ -78,7 +78,7 @@ for keys, default, shown, answer in (
 
 PROGRESS = ["progress one\n10", "progress two", "put line\n", "progress " + "x" * 78 + "\u00E4z", "progressless", "on 264",
             "progress silent", "size", "off 8", "progress end", "destroy"]
-TRANSCRIPTS["no progress in a file"] = (PROGRESS, b"", b"line\n<0 80x24>")
+TRANSCRIPTS["no progress in a file"] = (PROGRESS, b"", b"line\n<0><80><24><0>")
 
 # Name: the lines and columns, what the probe does, what is shown and typed, what is shown at the end.
 PLAYS = {
@@ -87,13 +87,13 @@ PLAYS = {
         [(b"<0>", b"\xFF"), (b"<255>", b"\xA9"), (b"<169>", b"\x03"), (BLANK + b"<11>Go (yn) [N]", b"\x03"),
          (b"^C\n<11>", b"word\n")], b"<4 word><10>"),
     "full pages": (
-        (30, 100), ["init 2", "repeat 23 newline", "lines", "off 1", "repeat 22 line ", "need 0", "need 1", "need 22",
+        (30, 100), ["init 2", "repeat 23 newline", "size", "off 1", "repeat 22 line ", "need 0", "need 1", "need 22",
                     "need 4000000000", "repeat 30 own newline", "own on 1", "own newline"],
-        [(b"\n" * 23 + PROMPT, b"x"), (BLANK + b"<0>" + b"\n" * 22 + PROMPT, b"x"), (BLANK + PROMPT, b"x"),
+        [(b"\n" * 23 + PROMPT, b"x"), (BLANK + b"<1><80><24><0>" + b"\n" * 22 + PROMPT, b"x"), (BLANK + PROMPT, b"x"),
          (BLANK + b"\n" * 31 + b"more\n", b"x")], BLANK),
     "progress": ((30, 100), PROGRESS, [], b"\rone 10\rtwo   \r   \rline\n\r" + x(78) + "\u00E4".encode() + BLANK +
-                 b"<1 100x30>\rend\r   \r"),
-    "a terminal that does not know its size": ((0, 50), ["on 256", "take", "size"], [], b"<0><1 80x24>"),
+                 b"<1><100><30><0>\rend\r   \r"),
+    "a terminal that does not know its size": ((0, 50), ["on 256", "take", "size"], [], b"<0><1><80><24><0>"),
 }
 
 
@@ -142,7 +142,7 @@ def whole_lines():
     """To a copy of two consoles, and to another buffer; neither guards anything (tests/stress has standard output)."""
     def crowd(*prefixes):
         return [f"thread {prefix}repeat 300 line {letter * 30}" for prefix, letter in zip(prefixes, "abcd")] + ["join"]
-    got = transcript(["screen 0", "copy", *crowd("", "", "own ", "own "), "say then", "record", *crowd("", "", "", "")])
+    got = transcript(["screen 0", "copy 1", *crowd("", "", "own ", "own "), "say then", "record", *crowd("", "", "", "")])
     lines = re.sub(rb"\[(\w)\1{29}\]\[\n\]!", rb"\1", got.removeprefix(b"<1>"))
     same(bytes(sorted(lines)), bytes(sorted(b"<then>" + b"abcd" * 600)))
 

@@ -14,7 +14,6 @@
 #include <tvk/text/Exception.h>
 #include <tvk/text/StringBase.h>
 #include <tvk/text/Utf8.h>
-#include <tvk/time/DateTime.h>
 #include <zed/Compressor.h>
 #include <zed/Decompressor.h>
 
@@ -22,33 +21,8 @@
 
 namespace {
 
-using tvk::DateTimeO;
 using Narrow = tvk::StringBase<char>;
 using Wide = tvk::StringBase<wchar_t>;
-
-// --- Dates.
-
-std::string show(const DateTimeO& value) {
-  const tvk::CalendarFields f = value.GetFields();
-  std::ostringstream out;
-  out << f.year << ' ' << f.month << ' ' << f.day << ' ' << f.hour << ' ' << f.minute << ' ' << f.second
-      << ' ' << f.weekday << ' ' << value.ZoneMinutes() << ' ' << value.ToUnixTime();
-  return out.str();
-}
-
-// From seconds and, optionally, a zone.
-std::string moment(const std::string& question) {
-  long long seconds = 0;
-  int zone = DateTimeO::LocalZone;
-  std::sscanf(question.c_str(), "%lld %d", &seconds, &zone);
-  return show(DateTimeO::FromUnixTime(seconds, zone));
-}
-
-std::string localFields(const std::string& question) {
-  int n[6]{};
-  std::sscanf(question.c_str(), "%d %d %d %d %d %d", &n[0], &n[1], &n[2], &n[3], &n[4], &n[5]);
-  return show(DateTimeO(n[0], n[1], n[2], n[3], n[4], n[5], 0));
-}
 
 // --- Scans: "-" for the folder alone, "r" for all below it, "a" for sub-folders in front; the folder; the patterns.
 
@@ -135,8 +109,7 @@ const std::map<std::string, std::string (*)(const std::string& question)> answer
     {"N", [](auto& q) { return std::string(Narrow::FromUtf8(q)); }},
     {"w", [](auto& q) { return wideOf(q).ToUtf8().ToString(); }},
     {"W", [](auto& q) { return bytesOf(Wide::FromUtf8(q)); }},
-    {"t", moment},
-    {"f", localFields},
+    {"d", answerDate},
     {"a", answerArguments},
     {"p", answerItem},
     {"x", answerText},

@@ -25,19 +25,28 @@ def offset(seconds):
 
 
 def show(fields, weekday, zone, seconds):
-    return b"=" + " ".join(map(str, [*fields, weekday, zone, seconds])).encode()
+    return b"=" + " ".join(map(str, [*fields, 0, weekday, f"|{zone}|{seconds}|"])).encode()
+
+
+def ask_for(step):
+    """Makes a date and asks for its fields, its zone and its seconds (see tests/time/Answers.cpp)."""
+    return b"d" + step + b"\0F\0Z\0U\0"
+
+
+def numbers_of(question):
+    return [int(word) for word in question[2:question.index(b"\0")].split()]
 
 
 def utc(question):
-    seconds = int(question[1:-2])
+    seconds = numbers_of(question)[0]
     moment = time.gmtime(seconds)
     return show(moment[:6], (moment.tm_wday + 1) % 7, 0, seconds)
 
 
 def local(question):
     """What the C library makes of a moment or of local fields."""
-    numbers = [int(word) for word in question[1:].split()]
-    if question[:1] == b"t":
+    numbers = numbers_of(question)
+    if question.startswith(b"du"):
         seconds = numbers[0]
         moment = time.localtime(seconds)
         zone = int(moment.tm_gmtoff / 60)
@@ -46,6 +55,7 @@ def local(question):
         # Parts of a minute are dropped, and there are no leap seconds.
         fields = EPOCH + datetime.timedelta(seconds=seconds + zone * 60)
     else:
+        numbers.pop()  # milliseconds
         fields = datetime.datetime(*numbers)
         zone = int(offset(time.mktime((*numbers, 0, 0, 0))) / 60)  # daylight flag 0: as standard time first
         seconds = (fields - EPOCH) // datetime.timedelta(seconds=1) - zone * 60
@@ -82,18 +92,19 @@ def changes():
 def around_changes():
     for change, before, after in changes():
         for seconds in (change - 1, change):
-            yield b"t%d" % seconds
+            yield ask_for(b"u%d" % seconds)
         isdst_changes = time.localtime(change - 1).tm_isdst != time.localtime(change).tm_isdst
         reading = timegm(time.localtime(change)) - after  # the change itself, but for leap seconds
         for seconds in {reading + each + near for each in (before, after) for near in (-3600, -1, 0, 1800, 3600)}:
             # What the C library makes of a reading that was there twice, or never, hangs on its earlier answers when
             # the daylight flag does not tell.
             if isdst_changes or not min(before, after) <= seconds - reading < max(before, after):
-                yield b"f%d %d %d %d %d %d" % (EPOCH + datetime.timedelta(seconds=seconds)).timetuple()[:6]
+                fields = (EPOCH + datetime.timedelta(seconds=seconds)).timetuple()[:6]
+                yield ask_for(b"v%d %d %d %d %d %d 0" % fields)
 
 
 use_zone("UTC")
-compare_all((b"t%d 0" % (day + day // DAY * 6007 % DAY) for day in sample(range(FIRST, LAST, 13 * DAY), 29)), utc)
+compare_all((ask_for(b"u%d 0" % (day + day // DAY * 6007 % DAY)) for day in sample(range(FIRST, LAST, 13 * DAY), 29)), utc)
 for zone in sample(zones(), 17):
     use_zone(zone)
     compare_all(around_changes(), local)
