@@ -34,6 +34,7 @@ const char* const none = nullptr;
 std::iostream s_attached(nullptr);
 tvk::AutoInit<ConsoleStreamBuf> s_service;
 auto& s_threads = *new std::vector<std::jthread>;
+const auto setMode = reinterpret_cast<decltype(&tcsetattr)>(dlsym(RTLD_NEXT, "tcsetattr"));
 
 void tell(const std::string& text) {
   [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
@@ -59,7 +60,7 @@ extern "C" void openlog(const char* name, int option, int facility) {
 }
 extern "C" int tcsetattr(int fd, int when, const termios* mode) noexcept {
   if (s_keysAreSlow && (mode->c_lflag & ICANON) == 0) nap(300);
-  return reinterpret_cast<decltype(&tcsetattr)>(dlsym(RTLD_NEXT, "tcsetattr"))(fd, when, mode);
+  return setMode(fd, when, mode);
 }
 extern "C" int raise(int number) noexcept {
   if (s_stopsAreSlow) nap(300);  // longer than a reader waits before it looks at the terminal again
@@ -108,7 +109,8 @@ void passOn(const tvk::StringBase<char>& text) {
 
 ConsoleStreamBuf& buffer() { return ConsoleStreamBuf::Get(); }
 
-const std::map<std::string, void (*)(const Call&)> words = {
+// For threads that run while another one ends the program, too.
+const auto& words = *new std::map<std::string, void (*)(const Call&)>{
     // How the rest of the argument runs.
     {"after", [](const Call& c) { nap(c.n), run(c.behind, c.isOwn); }},
     {"own", [](const Call& c) { run(c.text, true); }},
