@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t maxPlaceholders = 9;
 constexpr std::size_t maxGrowth = 64 * 1024;
+constexpr std::size_t maxPlaces = 16;  // of a format that is filled in one pass
 
 std::string_view viewOf(const char* text) noexcept { return text != nullptr ? text : ""; }
 
@@ -49,35 +50,44 @@ StringOld filledInPasses(std::string_view format, Arguments arguments, std::size
 
 // The same in one pass. Answers false, with `text` untouched, where the passes may meet more than the format
 // has: a placeholder that came with an argument or came about beside one, or growth beyond the limit.
-bool fillInOnePass(StringOld& text, std::string_view format, Arguments arguments, std::size_t limit) {
+bool fillInOnePass(StringBase<char>& text, std::string_view format, Arguments arguments, std::size_t limit) {
   for (const std::string_view argument : arguments)
     if (argument.find('%') != argument.npos) return false;
 
-  const std::size_t lastPlace = format.size() - 1;  // of the digit of a placeholder
-  const auto numberAt = [format](std::size_t percent) {
-    return static_cast<std::size_t>(format[percent + 1] - '1');
+  struct Place {
+    std::size_t percent;
+    std::size_t number;
   };
+  std::array<Place, maxPlaces> places;
+  std::size_t count = 0;
   unsigned present = 0;
   std::size_t size = format.size();
+  const std::size_t lastPlace = format.size() - 1;  // of the digit of a placeholder
   for (std::size_t at = format.find('%'); at < lastPlace; at = format.find('%', at + 1)) {
     if (format[at + 1] == '%') return false;
-    const std::size_t number = numberAt(at);
+    const auto number = static_cast<std::size_t>(format[at + 1] - '1');
     if (number >= arguments.size()) continue;
+    if (count == places.size()) return false;
+    places[count++] = {at, number};
     present |= 1u << number;
     size += arguments[number].size();
   }
   if (size > limit) return false;
 
   const auto used = static_cast<std::size_t>(std::countr_one(present));  // a gap ends the work
-  text.reserve(size);
+  text.resize(size);
+  char* to = text.data();
   std::size_t done = 0;
-  for (std::size_t at = format.find('%'); at < lastPlace; at = format.find('%', at + 1)) {
-    const std::size_t number = numberAt(at);
+  const auto put = [&to](std::string_view piece) { to += piece.copy(to, piece.size()); };
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto [percent, number] = places[i];
     if (number >= used) continue;
-    text.append(format, done, at - done).append(arguments[number]);
-    done = at + 2;
+    put(format.substr(done, percent - done));
+    put(arguments[number]);
+    done = percent + 2;
   }
-  text.append(format, done);
+  put(format.substr(done));
+  text.resize(static_cast<std::size_t>(to - text.data()));
   return true;
 }
 
@@ -93,9 +103,9 @@ void formatMessageWith(StringBase<char>& out, const char* format, std::span<cons
   std::size_t limit = pattern.size() + maxGrowth;
   for (const std::string_view argument : used) limit += argument.size();
 
-  StringOld text;
+  StringBase<char> text;
   if (!fillInOnePass(text, pattern, used, limit)) text = filledInPasses(pattern, used, limit);
-  out = std::move(static_cast<StringBase<char>&>(text));
+  out = std::move(text);
 }
 
 }  // namespace tvk

@@ -10,6 +10,8 @@
 
 namespace tvk {
 
+class CharsetConverter;
+
 // A block of UTF-8 bytes. The constructors from a pointer stop at the first zero byte; a value made by
 // Counted() or by a conversion may hold zeros. Plain data, used by one thread at a time.
 class TVK_EXPORT Utf8 {
@@ -33,6 +35,8 @@ class TVK_EXPORT Utf8 {
   bool operator==(const Utf8& other) const noexcept { return View() == other.View(); }
 
  private:
+  friend class CharsetConverter;
+
   std::vector<char> m_bytes;  // empty, or the bytes and one zero
 };
 

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <memory>
-#include <new>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <tvk/text/Characters.h>
 
@@ -17,10 +19,6 @@ constexpr const char* narrowSet = "ISO-8859-15";
 constexpr const char* utf8Set = "UTF-8";
 constexpr const char* wideSet = std::endian::native == std::endian::little ? "UTF-32LE" : "UTF-32BE";
 constexpr wchar_t oppositeByteOrderMark = static_cast<wchar_t>(0xFFFE0000);
-
-// Room enough for the worst case: a narrow byte takes at most three bytes of UTF-8, a wide character four.
-constexpr std::size_t bytesPerNarrow = 3;
-constexpr std::size_t bytesPerWide = 4;
 
 const iconv_t notOpened = reinterpret_cast<iconv_t>(-1);
 
@@ -33,9 +31,52 @@ Utf8Conversion<From, To>& processWideConverter() {
   return s_converter.value;
 }
 
-template <class C>
-std::unique_ptr<C[]> uninitialised(std::size_t count) {
-  return std::unique_ptr<C[]>(new C[count]);
+// How many units there are before the first one that is not ASCII.
+std::size_t asciiLength(std::string_view text) noexcept {
+  constexpr std::uint64_t highBits = 0x8080808080808080;
+  std::size_t length = 0;
+  for (std::uint64_t block = 0; length + sizeof block <= text.size(); length += sizeof block) {
+    std::memcpy(&block, text.data() + length, sizeof block);
+    if ((block & highBits) != 0) break;
+  }
+  while (length < text.size() && characters::toUnsigned(text[length]) < 0x80) ++length;
+  return length;
+}
+
+std::size_t asciiLength(std::wstring_view text) noexcept {
+  constexpr std::size_t step = 8;
+  std::size_t length = 0;
+  for (; length + step <= text.size(); length += step) {
+    std::uint32_t all = 0;
+    for (std::size_t i = 0; i < step; ++i) all |= static_cast<std::uint32_t>(text[length + i]);
+    if (all >= 0x80) break;
+  }
+  while (length < text.size() && static_cast<std::uint32_t>(text[length]) < 0x80) ++length;
+  return length;
+}
+
+// How many bytes of UTF-8 a text makes: ISO-8859-15 has one character, the euro sign, that takes three.
+std::size_t utf8Size(std::string_view narrow) noexcept {
+  std::size_t size = narrow.size();
+  for (const char c : narrow.substr(asciiLength(narrow)))
+    size += static_cast<std::size_t>(characters::toUnsigned(c) >= 0x80) + (c == '\xA4');
+  return size;
+}
+
+std::size_t utf8Size(std::wstring_view wide) noexcept {
+  std::size_t size = wide.size();
+  for (const wchar_t c : wide.substr(asciiLength(wide))) {
+    const auto code = static_cast<std::uint32_t>(c);
+    size += static_cast<std::size_t>(code >= 0x80) + (code >= 0x800) + (code >= 0x10000);
+  }
+  return size;
+}
+
+// How many characters valid UTF-8 holds.
+std::size_t characterCount(std::string_view utf8) noexcept {
+  std::size_t count = asciiLength(utf8);
+  for (const char c : utf8.substr(count)) count += (characters::toUnsigned(c) & 0xC0) != 0x80;
+  return count;
 }
 
 }  // namespace
@@ -48,16 +89,34 @@ CharsetConverter::~CharsetConverter() {
   if (m_descriptor != notOpened) iconv_close(m_descriptor);
 }
 
-std::ptrdiff_t CharsetConverter::ConvertBytes(const char* bytes, std::size_t size, char* out,
-                                              std::size_t capacity) {
+template <class In, class Out>
+std::ptrdiff_t CharsetConverter::ConvertText(std::basic_string_view<In> in, Out* out, std::size_t capacity) {
   if (m_descriptor == notOpened) return -1;
+  const std::size_t ascii = std::min(asciiLength(in), capacity);
+  std::transform(in.begin(), in.begin() + static_cast<std::ptrdiff_t>(ascii), out,
+                 [](In c) { return static_cast<Out>(c); });
+  if (ascii == in.size()) return static_cast<std::ptrdiff_t>(ascii);
+
   const CriticalSectionLock lock(m_lock);
   iconv(m_descriptor, nullptr, nullptr, nullptr, nullptr);
-  char* input = const_cast<char*>(bytes);
-  std::size_t inputLeft = size;
-  std::size_t roomLeft = capacity;
-  const std::size_t irreversible = iconv(m_descriptor, &input, &inputLeft, &out, &roomLeft);
-  return irreversible == 0 ? static_cast<std::ptrdiff_t>(capacity - roomLeft) : -1;
+  char* input = const_cast<char*>(reinterpret_cast<const char*>(in.data() + ascii));
+  std::size_t inputLeft = (in.size() - ascii) * sizeof(In);
+  char* output = reinterpret_cast<char*>(out + ascii);
+  std::size_t roomLeft = (capacity - ascii) * sizeof(Out);
+  if (iconv(m_descriptor, &input, &inputLeft, &output, &roomLeft) != 0) return -1;
+  return static_cast<std::ptrdiff_t>(capacity - roomLeft / sizeof(Out));
+}
+
+template <class In>
+std::size_t CharsetConverter::ConvertToUtf8(std::basic_string_view<In> in, Utf8& out) {
+  std::vector<char> bytes;
+  if (!in.empty()) {
+    bytes.resize(utf8Size(in) + 1);
+    const std::ptrdiff_t produced = ConvertText(in, bytes.data(), bytes.size() - 1);
+    bytes.resize(produced > 0 ? static_cast<std::size_t>(produced) + 1 : 0);
+  }
+  out.m_bytes = std::move(bytes);
+  return out.Size();
 }
 
 // Narrow to UTF-8.
@@ -72,15 +131,7 @@ Utf8Conversion<StringBase<char>, Utf8>& Utf8Conversion<StringBase<char>, Utf8>::
 }
 
 std::size_t Utf8Conversion<StringBase<char>, Utf8>::Convert(const StringBase<char>& in, Utf8& out) {
-  if (in.empty()) {
-    out = Utf8();
-    return 0;
-  }
-  const std::size_t room = in.size() * bytesPerNarrow;
-  const auto block = uninitialised<char>(room);
-  const std::ptrdiff_t produced = ConvertBytes(in.data(), in.size(), block.get(), room);
-  out = produced > 0 ? Utf8::Counted({block.get(), static_cast<std::size_t>(produced)}) : Utf8();
-  return out.Size();
+  return ConvertToUtf8(std::string_view(in), out);
 }
 
 // UTF-8 to narrow.
@@ -95,13 +146,11 @@ Utf8Conversion<Utf8, StringBase<char>>& Utf8Conversion<Utf8, StringBase<char>>::
 }
 
 std::size_t Utf8Conversion<Utf8, StringBase<char>>::Convert(std::string_view in, StringBase<char>& out) {
-  const auto block = uninitialised<char>(in.size());
-  const std::ptrdiff_t produced = in.empty() ? 0 : ConvertBytes(in.data(), in.size(), block.get(), in.size());
-  out.clear();
+  std::string text(characterCount(in), '\0');
+  const std::ptrdiff_t produced = ConvertText(in, text.data(), text.size());
   // Every character gives one byte; glibc drops those from U+E0000 to U+E007F and calls that a success.
-  const auto beginsCharacter = [](char c) { return (characters::toUnsigned(c) & 0xC0) != 0x80; };
-  if (produced == std::count_if(in.begin(), in.end(), beginsCharacter))
-    out.assign(block.get(), static_cast<std::size_t>(produced));
+  if (produced != static_cast<std::ptrdiff_t>(text.size())) text.clear();
+  out = std::move(text);
   return out.size();
 }
 
@@ -117,16 +166,7 @@ Utf8Conversion<StringBase<wchar_t>, Utf8>& Utf8Conversion<StringBase<wchar_t>, U
 }
 
 std::size_t Utf8Conversion<StringBase<wchar_t>, Utf8>::Convert(const StringBase<wchar_t>& in, Utf8& out) {
-  if (in.empty()) {
-    out = Utf8();
-    return 0;
-  }
-  const std::size_t room = in.size() * bytesPerWide;
-  const auto block = uninitialised<char>(room);
-  const std::ptrdiff_t produced =
-      ConvertBytes(reinterpret_cast<const char*>(in.data()), in.size() * sizeof(wchar_t), block.get(), room);
-  out = produced > 0 ? Utf8::Counted({block.get(), static_cast<std::size_t>(produced)}) : Utf8();
-  return out.Size();
+  return ConvertToUtf8(std::wstring_view(in), out);
 }
 
 // UTF-8 to wide.
@@ -142,17 +182,11 @@ Utf8Conversion<Utf8, StringBase<wchar_t>>& Utf8Conversion<Utf8, StringBase<wchar
 
 std::size_t Utf8Conversion<Utf8, StringBase<wchar_t>>::Convert(std::string_view in,
                                                                StringBase<wchar_t>& out) {
-  const std::size_t room = in.size() + 1;
-  const auto block = uninitialised<wchar_t>(room);
-  const std::ptrdiff_t produced =
-      in.empty()
-          ? 0
-          : ConvertBytes(in.data(), in.size(), reinterpret_cast<char*>(block.get()), room * sizeof(wchar_t));
-  out.clear();
-  if (produced <= 0) return 0;
-  const std::size_t count = static_cast<std::size_t>(produced) / sizeof(wchar_t);
-  const std::size_t skipped = block[0] == oppositeByteOrderMark ? 1 : 0;
-  out.assign(block.get() + skipped, count - skipped);
+  std::wstring text(characterCount(in), L'\0');
+  const std::ptrdiff_t produced = ConvertText(in, text.data(), text.size());
+  text.resize(produced > 0 ? static_cast<std::size_t>(produced) : 0);
+  if (!text.empty() && text.front() == oppositeByteOrderMark) text.erase(0, 1);
+  out = std::move(text);
   return out.size();
 }
 

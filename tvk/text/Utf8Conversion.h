@@ -21,9 +21,13 @@ class TVK_EXPORT CharsetConverter : public Singleton {
   CharsetConverter(const char* to, const char* from);
   CharsetConverter(Unlisted unlisted, const char* to, const char* from);
 
-  // Converts all `bytes` in one call into `out`, which has room for `capacity` bytes. Answers the number of
-  // bytes produced, or -1 when the input is invalid or holds a character that the target lacks.
-  std::ptrdiff_t ConvertBytes(const char* bytes, std::size_t size, char* out, std::size_t capacity);
+  // Converts the whole text into `out`, which has room for `capacity` units: ASCII in front by itself, the rest
+  // in one call. Answers the number of units produced, or -1 when the input is invalid, holds a character that
+  // the target lacks, or needs more room.
+  template <class In, class Out>
+  std::ptrdiff_t ConvertText(std::basic_string_view<In> in, Out* out, std::size_t capacity);
+  template <class In>
+  std::size_t ConvertToUtf8(std::basic_string_view<In> in, Utf8& out);
 
  private:
   void* m_descriptor;
