@@ -40,6 +40,7 @@ need_build_tools() {
   need zlib1g-dev test -e /usr/include/zlib.h
   need libgtest-dev test -e /usr/include/gtest/gtest.h
   need libgmock-dev test -e /usr/include/gmock/gmock.h
+  need libbenchmark-dev test -e /usr/include/benchmark/benchmark.h
   need pkg-config have pkg-config
   need python3 have python3
   need gzip have gzip

@@ -1,8 +1,6 @@
 #include <tvk/cmdline/CommandLineParsing.h>
 #include <tvk/cmdline/Parsing.h>
 
-#include <gtest/gtest.h>
-
 #include "support/Support.h"
 
 struct Options : tvk::CommandLineParsing {

@@ -1,10 +1,6 @@
 #include <tvk/files/FileString.h>
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <functional>
-#include <string>
+#include "support/Support.h"
 
 namespace fs = std::filesystem;
 using tvk::FileString;

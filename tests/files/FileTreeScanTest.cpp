@@ -1,9 +1,5 @@
 #include <tvk/files/FileTreeScan.h>
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "support/Support.h"
 
 using namespace tvk;

@@ -1,8 +1,6 @@
 #include <tvk/text/Exception.h>
 
-#include <gtest/gtest.h>
-
-#include <optional>
+#include "support/Support.h"
 
 using tvk::ErrorLocation;
 using tvk::Exception;

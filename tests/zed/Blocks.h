@@ -4,9 +4,7 @@
 #include <zed/Compressor.h>
 #include <zed/Decompressor.h>
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include "support/Support.h"
 
 using zed::ByteBuffer;
 
