@@ -1,6 +1,8 @@
 #include <tvk/cmdline/CommandLineParsing.h>
 #include <tvk/cmdline/Parsing.h>
 
+#include <gtest/gtest.h>
+
 #include "support/Support.h"
 
 struct Options : tvk::CommandLineParsing {

@@ -1,6 +1,10 @@
 #include <tvk/files/FileString.h>
 
-#include "support/Support.h"
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
 
 namespace fs = std::filesystem;
 using tvk::FileString;

@@ -1,5 +1,9 @@
 #include <tvk/files/FileTreeScan.h>
 
+#include <gtest/gtest.h>
+
+#include <vector>
+
 #include "support/Support.h"
 
 using namespace tvk;

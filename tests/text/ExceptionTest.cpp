@@ -1,6 +1,8 @@
 #include <tvk/text/Exception.h>
 
-#include "support/Support.h"
+#include <gtest/gtest.h>
+
+#include <optional>
 
 using tvk::ErrorLocation;
 using tvk::Exception;

@@ -1,10 +1,11 @@
 #include <tvk/text/StringBase.h>
 
+#include <gtest/gtest.h>
+
+#include <string>
 #include <unordered_set>
 
 #include <tvk/text/Utf8Conversion.h>
-
-#include "support/Support.h"
 
 using Narrow = tvk::StringBase<char>;
 using Wide = tvk::StringBase<wchar_t>;

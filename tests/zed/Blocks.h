@@ -4,7 +4,9 @@
 #include <zed/Compressor.h>
 #include <zed/Decompressor.h>
 
-#include "support/Support.h"
+#include <gtest/gtest.h>
+
+#include <string>
 
 using zed::ByteBuffer;
 
