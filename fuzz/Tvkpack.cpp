@@ -3,7 +3,6 @@
 #include <programs/tvkpack/Main.cpp>
 #undef main
 
-#include <fnmatch.h>
 #include <strings.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 
 #include <zed/Compressor.h>
@@ -99,14 +99,14 @@ void fuzz::run(Input in) {
   static const fs::path s_before = fs::current_path();
   static const bool s_isQuiet =
       std::freopen("/dev/null", "r", stdin) && std::freopen("/dev/null", "w", stdout);
+  // Names in the current folder only: no "..", no home folder, and a "/" only behind a name.
+  static const std::regex s_elsewhere("~|\\.\\.|(^|[^A-Za-z0-9.])/");
   std::vector<std::string> texts(in.Take() % 6);
   std::vector<const char*> arguments{"tvkpack"};
   bool mayOverwrite = false, isHarmless = s_isQuiet;
   for (std::string& text : texts) {
     arguments.push_back((text = in.Text()).c_str());
-    // Names in the current folder only: no "..", no home folder, and a "/" only behind a name.
-    for (const char* elsewhere : {"*~*", "*..*", "/*", "*[!A-Za-z0-9.]/*"})
-      isHarmless &= fnmatch(elsewhere, text.c_str(), 0) != 0;
+    isHarmless &= !std::regex_search(text, s_elsewhere);
     mayOverwrite |= strncasecmp(text.c_str(), "-overwrite", 10) == 0;
   }
   if (!isHarmless) return;

@@ -225,10 +225,9 @@ def check_moves():
             require(done[0] == 0 and not os.path.lexists(line[-2]), "move of", name, done)
             run("rm", "-rf", place, there + b"/moved")
             os.rename(folder + b"/again", place)
-            middle = (at_call(0, "", *command("move", place + b"/none", there))[1] + end) // 2
-            done, _ = at_call(middle, f"cd {os.fsdecode(place)}; {deed}", *line)
+            done, _ = at_call(end * 3 // 4, f"cd {os.fsdecode(place)}; {deed}", *line)
             kept = run("sh", "-c", remains, cwd=place)[0] == 0
-            require(done[0] == 1 and kept, f"{deed}, at call {middle} of {end} of a move:", done)
+            require(done[0] == 1 and kept, f"{deed}, at call {end * 3 // 4} of {end} of a move:", done)
             run("rm", "-rf", place, there + b"/moved")
     print(f"moves of what changes: {len(CHANGES)}", flush=True)
 

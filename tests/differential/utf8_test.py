@@ -1,7 +1,6 @@
 """UTF-8 in both directions and both widths against Python's codecs and the system's iconv."""
 import ctypes
 import itertools
-import random
 
 from probe import LONG, compare, compare_all, finish, sample
 
@@ -15,7 +14,7 @@ libc.iconv.restype = ctypes.c_size_t
 libc.iconv.argtypes = [ctypes.c_void_p] + 4 * [ctypes.c_void_p]
 descriptors = {letter: ctypes.c_void_p(libc.iconv_open(ICONV[to], ICONV[source]))
                for letter, (source, to) in CODECS.items()}
-room = ctypes.create_string_buffer(4096)
+room = ctypes.create_string_buffer(256)
 
 
 def by_iconv(letter, text):
@@ -70,15 +69,6 @@ def questions():
         if point < 0x110000:
             text = chr(point).encode("utf-8", "surrogatepass")
             yield from (b"N" + text, b"W" + text, b"Na" + text + b"z", b"Wa" + text + b"z")
-    # Longer ones, most of which are right, with and without marks of the byte order.
-    random.seed(8)
-    characters = [chr(point) for point in (*edges, 0x100, 0x7FF, 0x800, 0x20AC, 0xFEFF, 0xFFFE, 0xFFFF, 0x10000, 0x10FFFF)]
-    for _ in range(100000 if LONG else 2000):
-        text = "".join(random.choices(characters, k=random.randrange(100)))
-        wrong = random.choice([b"", b"", *map(bytes, ([0x80], [0xFE, 0xFF], [0xED, 0xA0, 0x80], [0xF4, 0x90, 0x80, 0x80]))])
-        yield b"n" + text.encode("utf-8") + wrong
-        yield from (letter + wrong + text.encode("utf-8") + wrong for letter in (b"N", b"W"))
-        yield b"w" + text.encode("utf-32-le") + random.choice([b"", b"", b"\0\xD8\0\0", b"\0\0\xFE\xFF", b"\0\0\0\x80"])
 
 
 compare_all(questions(), expected)

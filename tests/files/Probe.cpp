@@ -11,7 +11,6 @@
 #include <iomanip>
 #include <iostream>
 #include <map>
-#include <numeric>
 #include <thread>
 
 #include <tvk/files/CurrentProcess.h>
@@ -149,12 +148,6 @@ std::string pathWork(const Words& words) {
   if (work == "displayName") return displayName(first, Number{words[2]});
   if (work == "expand") return expandEnvironment(path) ? path : "no dollar";
   if (work == "findInFolders") return findInFolders(found, first, second), found;
-  if (work == "components") {
-    std::vector<StringBase<char>> names{"before"};
-    splitComponents(first, names);
-    return std::accumulate(names.begin(), names.end(), ""s,
-                           [](auto all, auto& name) { return all + name + "/"; });
-  }
   if (work == "isFile") return std::to_string(isFile(first));
   if (work == "isFolder") return std::to_string(isFolder(first));
   if (work == "realPath") return realPath(first);

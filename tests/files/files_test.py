@@ -8,7 +8,6 @@ import errno
 import fcntl
 import itertools
 import os
-import random
 import re
 import resource
 import shutil
@@ -22,7 +21,6 @@ import time
 import unittest
 
 READ, WRITE, TRUNCATE, APPEND, FOLDER, WRITE_CREATE, SHARED = 1, 2, 4, 8, 0x100, 0x200, 0x400
-LONG = os.environ.get("TVK_LONG", "0") != "0"
 NO_OVERWRITE, MUST_EXIST, RECURSIVE = 0x1000, 0x2000, 0x4000
 MODES = {"r": READ, "w": WRITE, "t": TRUNCATE, "a": APPEND, "c": WRITE_CREATE, "s": SHARED, "n": NO_OVERWRITE,
          "e": MUST_EXIST, "R": RECURSIVE}
@@ -114,11 +112,6 @@ def rows(table, count):
     words = ["" if word == "''" else word for word in table.split()]
     assert words and len(words) % count == 0, table
     return list(zip(*[iter(words)] * count))
-
-
-def joined(folder, name):
-    """Two paths with one separator more or less between them."""
-    return folder.removesuffix("/") + "/" + name.removeprefix("/") if folder and name else folder + name
 
 
 def play(file, script):
@@ -418,64 +411,6 @@ class RoomTest(unittest.TestCase):
                 displayName /a/../abcdefgh 3 /abcdefgh""", 4):
             got = functions.get(name, lambda *words: self.probe.ask(name, *words))(*words)
             self.equal(got.replace(self.top, "+"), expected, name, *words)
-
-    def test_paths_at_random(self):
-        """The rules written out, and what was put apart gives the path again."""
-        pieces = ["/", "/", "/./", "/../", ".", "..", "~", "a", "b.c", ".h", "long name", "$A", "${HOME}", "$(A)", "${", "$",
-                  ";", "/etc/passwd", "\xFF"]
-        random.seed(4)
-
-        def some(count):
-            return "".join(random.choices(pieces, k=random.randrange(count)))
-        cases = [("/h", "name", "//a///b/../c./", 33), ("v$(B)", "x", "a$A,${A}$(C)/$", 61), ("/", "", "/a/././b/../..//../.hidden/", 10),
-                 ("$", "/etc/passwd", ";/a/b\xD1ccccccc/dd$A", 6), ("", "passwd", ";/a;/etc;b", 6), ("/home/x", "c", "~/a/./b/../c.d/;b;$(A)/x${HOME}$A/", 6)]
-        cases += [(some(4), some(3), some(10), random.randrange(1, 40)) for _ in range(50000 if LONG else 800)]
-        for home, name, path, limit in cases:
-            for variable in "HOME", "A":
-                self.probe.set(variable, home)
-            self.check_parts(path)
-            self.check_normal_form(path, home, limit)
-            self.equal(self.probe.join(path, name), joined(path, name), path, name)
-            expanded = self.probe.expand(path)
-            if "$" not in path or isinstance(expanded, str):
-                self.equal((expanded == "no dollar", "$" in expanded), ("$" not in path, False), "expand", path, home)
-            found = self.probe.findInFolders(name, path)
-            if found in ("", "before"):
-                self.equal(found == "", not os.path.isfile(name), "find", name, path)
-            else:
-                self.equal(os.path.isfile(found), True, "find", name, path)
-
-    def check_parts(self, path):
-        folder, slash, name = path.rpartition("/")
-        stem, dot, extension = name.rpartition(".") if "." in name else (name, "", "")
-        self.equal([self.probe.folderPart(path, "?"), self.probe.fileNamePart(path), self.probe.fileName(path),
-                    self.probe.extension(path)], [folder if slash else "?", name, stem, extension], path)
-        self.equal([self.probe.replaceName(path, name, "with"), self.probe.replaceName(path, stem),
-                    self.probe.setExtension(path, extension)], [path, path, path + ("" if dot else ".")], path)
-        parent, levels = path, 0
-        while parent:
-            levels, before = levels + 1, parent
-            parent = self.probe.parentFolder(path, levels)
-            self.equal((len(parent) < len(before), path.startswith(parent + "/" if parent else "")), (True, True), path, levels)
-
-    def check_normal_form(self, path, home, limit):
-        wanted = joined(home, path[1:]) if path[:1] == "~" and home else path if path[:1] == "/" else joined(self.top, path)
-        # Each "/./" in one pass over the path, then each "/NAME/../" from the left.
-        at = wanted.find("/./")
-        while at >= 0:
-            wanted = wanted[:at] + wanted[at + 2:]
-            at = wanted.find("/./", at + 1)
-        while (at := wanted.find("/../")) > 0 and (begin := wanted.rfind("/", 0, at)) >= 0:
-            wanted = wanted[:begin] + wanted[at + 3:]
-        names = ["before", *filter(None, wanted.split("/"))]
-        self.equal((self.probe.normalise(path), self.probe.folderOf(path), self.probe.components(path)),
-                   (wanted, wanted.rpartition("/")[0], "".join(name + "/" for name in names)), path, home)
-        shown = self.probe.displayName(path, limit)
-        if not path or len(wanted) <= limit or wanted.find("/", 1) < 0:
-            self.equal(shown, wanted if path else "<none>", path, limit)
-        else:
-            self.equal((shown[1:5], wanted.endswith(shown[4:])), (".../", True), path, limit)
-            self.equal(len(shown) <= limit or "/" not in shown[5:], True, path, limit)
 
     def test_variables_in_paths(self):
         for name, value in rows("""

@@ -12,7 +12,6 @@
 #include <tvk/text/BuiltinMessages.h>
 #include <tvk/text/Exception.h>
 #include <tvk/text/Hexadecimal.h>
-#include <tvk/text/MessageFormat.h>
 #include <tvk/text/MessageTable.h>
 #include <tvk/text/ProgramName.h>
 #include <tvk/text/StringBase.h>
@@ -47,15 +46,6 @@ std::string copied(const Text& text, std::size_t (Text::*copy)(C*, std::size_t, 
   std::vector<C> units(7, '#');
   const std::size_t count = (text.*copy)(units.data(), number(w[1]), w[2] == "1");
   return std::to_string(count) + ' ' + bytesOf(units);
-}
-
-// The words: a format, which is the output too, and its arguments; an empty one is null.
-Narrow filled(const Words& w) {
-  std::vector<const char*> arguments;
-  for (std::size_t i = 2; i < w.size(); ++i) arguments.push_back(w[i].empty() ? nullptr : w[i].c_str());
-  Narrow text(w[1]);
-  tvk::formatMessageWith(text, text.c_str(), arguments);
-  return text;
 }
 
 // Whose a name or a translation is.
@@ -110,7 +100,6 @@ const std::map<std::string, std::function<Narrow(const Words&)>> s_questions{
        return tvk::registerMessage("x", {number(w[1]), w[2].c_str()}) ? "1" : "0";
      }},
     {"load", loaded},
-    {"filled", filled},
     {"count messages", [](auto&) { return std::to_string(tvk::builtinMessages().size()); }},
     {"message", message},
     {"message while cancelled", messageWhileCancelled},
