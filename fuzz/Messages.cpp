@@ -17,8 +17,7 @@ void fuzz::run(Input in) {
   std::string expected = texts.back();
   tvk::StringBase<char> out(expected);  // the text may be its own format
   texts.pop_back();
-  std::vector<const char*> arguments;
-  for (const std::string& text : texts) arguments.push_back(text.empty() ? nullptr : text.c_str());
+  const std::vector<std::string_view> arguments(texts.begin(), texts.end());
   tvk::formatMessageWith(out, out.c_str(), arguments);
 
   bool goesOn = true;

@@ -91,8 +91,7 @@ void registerMessages() {
 std::string message(MessageCode code, std::initializer_list<std::string> values) {
   tvk::StringBase<char> format;
   tvk::loadMessage("tvkpack", code, false, format);
-  std::vector<const char*> texts;
-  for (const std::string& value : values) texts.push_back(value.c_str());
+  const std::vector<std::string_view> texts(values.begin(), values.end());
   tvk::StringBase<char> text;
   tvk::formatMessageWith(text, format.c_str(), texts);
   return text;

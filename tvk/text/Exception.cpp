@@ -53,6 +53,13 @@ Exception::Exception(std::int64_t code, const StringBase<char>& first, const Str
                      const StringBase<char>& third, const StringBase<char>& location)
     : m_code(code), m_first(first), m_second(second), m_third(third), m_location(locationWith(location)) {}
 
+Exception::Exception(std::int64_t code, Parameters&& parameters)
+    : m_code(code),
+      m_first(std::move(parameters.first)),
+      m_second(std::move(parameters.second)),
+      m_third(std::move(parameters.third)),
+      m_location(ErrorLocation::Current()) {}
+
 Exception::Exception(std::int64_t code, ...) : m_code(code) {}
 
 Exception::Exception(ReadyText, StringBase<char> text, std::int64_t code)
@@ -117,12 +124,16 @@ const char* Exception::FormText(const StringBase<char>& first, const StringBase<
     formatMessage(message, format.c_str(), values.c_str());
   }
 
+  const StringBase<char> name = ProgramName::Get(), severity = severityWord(m_code);
+  std::string number;
+  if (!isFreeText(m_code))
+    number.append(" ").append(ProgramName::CodePrefix()).append(std::to_string(m_code));
+  constexpr std::size_t marks = sizeof ", : - .";
   StringBase<char>& text = *m_text;
-  text = ProgramName::Get();
+  text.reserve(name.size() + m_location.size() + severity.size() + number.size() + message.size() + marks);
+  text.append(name);
   if (!m_location.empty()) text.append(", ").append(m_location);
-  text.append(": ").append(severityWord(m_code));
-  if (!isFreeText(m_code)) text.append(" ").append(ProgramName::CodePrefix()).append(std::to_string(m_code));
-  text.append(" - ").append(message).append(".");
+  text.append(": ").append(severity).append(number).append(" - ").append(message).append(".");
   return text.c_str();
 }
 

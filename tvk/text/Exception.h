@@ -49,8 +49,7 @@ class TVK_EXPORT Exception : public std::exception {
   // The usual way to make one: a code with up to three texts or whole numbers, at the current location.
   template <class... Values>
   requires(sizeof...(Values) <= 3) static Exception Of(std::int64_t code, const Values&... values) {
-    const StringBase<char> texts[3] = {ParameterText(values)...};
-    return Exception(code, texts[0], texts[1], texts[2], StringBase<char>());
+    return Exception(code, Parameters{ParameterText(values)...});
   }
 
   Exception(const Exception& other);
@@ -95,6 +94,10 @@ class TVK_EXPORT Exception : public std::exception {
 
  private:
   struct ReadyText {};
+  struct Parameters {
+    StringBase<char> first = {}, second = {}, third = {};
+  };
+  Exception(std::int64_t code, Parameters&& parameters);
   Exception(ReadyText, StringBase<char> text, std::int64_t code);
 
   bool m_isFixed = false;

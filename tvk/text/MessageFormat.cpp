@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -13,8 +14,6 @@ namespace {
 constexpr std::size_t maxPlaceholders = 9;
 constexpr std::size_t maxGrowth = 64 * 1024;
 constexpr std::size_t maxPlaces = 16;  // of a format that is filled in one pass
-
-std::string_view viewOf(const char* text) noexcept { return text != nullptr ? text : ""; }
 
 using Arguments = std::span<const std::string_view>;
 
@@ -37,7 +36,7 @@ bool replaceAll(StringOld& text, std::string_view placeholder, std::string_view 
 }
 
 // A pass over the whole text for each number.
-StringOld filledInPasses(std::string_view format, Arguments arguments, std::size_t limit) {
+[[gnu::noinline]] StringOld filledInPasses(std::string_view format, Arguments arguments, std::size_t limit) {
   StringOld text(format);
   char placeholder[] = "%1";
   for (const std::string_view argument : arguments) {
@@ -50,7 +49,7 @@ StringOld filledInPasses(std::string_view format, Arguments arguments, std::size
 
 // The same in one pass. Answers false, with `text` untouched, where the passes may meet more than the format
 // has: a placeholder that came with an argument or came about beside one, or growth beyond the limit.
-bool fillInOnePass(StringBase<char>& text, std::string_view format, Arguments arguments, std::size_t limit) {
+bool fillInOnePass(std::string& text, std::string_view format, Arguments arguments, std::size_t limit) {
   for (const std::string_view argument : arguments)
     if (argument.find('%') != argument.npos) return false;
 
@@ -93,17 +92,14 @@ bool fillInOnePass(StringBase<char>& text, std::string_view format, Arguments ar
 
 }  // namespace
 
-void formatMessageWith(StringBase<char>& out, const char* format, std::span<const char* const> arguments) {
-  std::array<std::string_view, maxPlaceholders> views;
-  const std::size_t count = std::min(arguments.size(), views.size());
-  std::transform(arguments.begin(), arguments.begin() + static_cast<std::ptrdiff_t>(count), views.begin(),
-                 viewOf);
-  const Arguments used(views.data(), count);
-  const std::string_view pattern = viewOf(format);
+void formatMessageWith(StringBase<char>& out, const char* format,
+                       std::span<const std::string_view> arguments) {
+  const Arguments used = arguments.first(std::min(arguments.size(), maxPlaceholders));
+  const std::string_view pattern = format != nullptr ? format : "";
   std::size_t limit = pattern.size() + maxGrowth;
   for (const std::string_view argument : used) limit += argument.size();
 
-  StringBase<char> text;
+  std::string text;
   if (!fillInOnePass(text, pattern, used, limit)) text = filledInPasses(pattern, used, limit);
   out = std::move(text);
 }

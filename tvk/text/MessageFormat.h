@@ -1,7 +1,9 @@
 // Filling the placeholders of message texts.
 #pragma once
 
+#include <array>
 #include <span>
+#include <string_view>
 #include <type_traits>
 
 #include <tvk/Export.h>
@@ -15,19 +17,18 @@ namespace tvk {
 // arguments are empty; a null format gives an empty text. The work stops before the text grows more than 64
 // KiB beyond the sum of format and arguments.
 TVK_EXPORT void formatMessageWith(StringBase<char>& out, const char* format,
-                                  std::span<const char* const> arguments);
+                                  std::span<const std::string_view> arguments);
 
 // The same with the arguments as zero-terminated texts, each possibly null.
 template <class... Texts>
 requires(std::is_convertible_v<Texts, const char*>&&...) void formatMessage(StringBase<char>& out,
                                                                             const char* format,
                                                                             Texts... texts) {
-  if constexpr (sizeof...(texts) == 0) {
-    formatMessageWith(out, format, {});
-  } else {
-    const char* const arguments[] = {texts...};
-    formatMessageWith(out, format, arguments);
-  }
+  const auto view = [](const char* text) {
+    return text != nullptr ? std::string_view(text) : std::string_view();
+  };
+  const std::array<std::string_view, sizeof...(texts)> arguments{view(texts)...};
+  formatMessageWith(out, format, arguments);
 }
 
 }  // namespace tvk

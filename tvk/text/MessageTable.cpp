@@ -61,11 +61,10 @@ Translations& translations() {
   return s_made.value;
 }
 
-bool findTranslation(std::uint32_t code, StringBase<char>& out) {
-  Translations* const made = s_translations.load(std::memory_order_acquire);
-  if (made == nullptr) return false;
-  const std::shared_lock lock(made->lock);
-  for (auto library = made->all.rbegin(); library != made->all.rend(); ++library) {
+// Not inline, nor is askModules(): most look-ups need neither, and are short without them.
+[[gnu::noinline]] bool findTranslation(Translations& made, std::uint32_t code, StringBase<char>& out) {
+  const std::shared_lock lock(made.lock);
+  for (auto library = made.all.rbegin(); library != made.all.rend(); ++library) {
     if (const auto entry = library->second.find(code); entry != library->second.end()) {
       out = entry->second;
       return true;
@@ -189,7 +188,7 @@ std::vector<std::string> modulesToAsk() {
   return paths;
 }
 
-bool askModules(std::uint32_t code, StringBase<char>& out) {
+[[gnu::noinline]] bool askModules(std::uint32_t code, StringBase<char>& out) {
   for (const LoadedModule& module : LoadedModules(modulesToAsk())) {
     void* const symbol = module.Symbol(lookUpSymbol);
     if (symbol != nullptr &&
@@ -210,7 +209,8 @@ bool registerMessage(const StringBase<char>&, const MessageEntry& entry) {
 }
 
 bool loadMessage(const StringBase<char>&, std::uint32_t code, bool askLoadedModules, StringBase<char>& out) {
-  if (findTranslation(code, out)) return true;
+  Translations* const made = s_translations.load(std::memory_order_acquire);
+  if (made != nullptr && findTranslation(*made, code, out)) return true;
   if (const auto* text = registeredText(code)) {
     out = *text;
     return true;
