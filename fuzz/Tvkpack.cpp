@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 
+#include <tvk/text/Characters.h>
 #include <zed/Compressor.h>
 #include <zed/Decompressor.h>
 
@@ -88,6 +88,19 @@ void checkNothingLost(const Files& before, const Files& after, bool mayOverwrite
     assert(std::ranges::includes(has, plain({file})) || (mayOverwrite && after.contains(file.first)));
 }
 
+// Names in the current folder only: no "..", no home folder, and a "/" only behind a name.
+bool staysHere(const std::string& text) {
+  using namespace tvk::characters;
+  char before = '\0';
+  for (const char c : text) {
+    const bool leaves = c == '~' || (c == '.' && before == '.') ||
+                        (c == '/' && before != '.' && !isLetter(before) && !isDigit(before));
+    if (leaves) return false;
+    before = c;
+  }
+  return true;
+}
+
 // This thread and those it starts, so that a run of root cannot reach the files of others, whatever it is told.
 void actAs(uid_t user) { assert(getuid() != 0 || syscall(SYS_setresuid, -1, user, -1) == 0); }
 
@@ -99,14 +112,12 @@ void fuzz::run(Input in) {
   static const fs::path s_before = fs::current_path();
   static const bool s_isQuiet =
       std::freopen("/dev/null", "r", stdin) && std::freopen("/dev/null", "w", stdout);
-  // Names in the current folder only: no "..", no home folder, and a "/" only behind a name.
-  static const std::regex s_elsewhere("~|\\.\\.|(^|[^A-Za-z0-9.])/");
   std::vector<std::string> texts(in.Take() % 6);
   std::vector<const char*> arguments{"tvkpack"};
   bool mayOverwrite = false, isHarmless = s_isQuiet;
   for (std::string& text : texts) {
     arguments.push_back((text = in.Text()).c_str());
-    isHarmless &= !std::regex_search(text, s_elsewhere);
+    isHarmless &= staysHere(text);
     mayOverwrite |= strncasecmp(text.c_str(), "-overwrite", 10) == 0;
   }
   if (!isHarmless) return;
