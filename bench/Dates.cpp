@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <string>
-#include <tuple>
+#include <vector>
 
 #include <tvk/time/DateTime.h>
 
@@ -30,6 +30,7 @@ namespace {
 using tvk::DateTimeO;
 
 constexpr int s_count = 1000;
+const char* s_pattern = "%-m/%-d/%Y %X";
 constexpr std::int64_t s_step = 12'345'678;  // seconds: a different day, month and time each
 
 // The sum of something over moments from 1970 to 2361.
@@ -42,13 +43,18 @@ auto overMoments(Each each) {
   };
 }
 
-// The same for day, hour and minute, which are part of a date in every year.
+// The same over dates and times of 300 years.
 template <class Each>
 auto overDates(Each each) {
-  return [each] {
+  struct Date {
+    int year, month, day, hour, minute;
+  };
+  std::vector<Date> dates;
+  for (int i = 0; i < s_count; ++i) dates.push_back({1970 + i % 300, 1 + i % 12, 1 + i % 28, i % 24, i % 60});
+  return [each, dates] {
     std::uint64_t sum = 0;
-    for (int i = 0; i < s_count; ++i)
-      sum += static_cast<std::uint64_t>(each(1970 + i % 300, 1 + i % 12, 1 + i % 28, i % 24, i % 60));
+    for (const auto& [year, month, day, hour, minute] : dates)
+      sum += static_cast<std::uint64_t>(each(year, month, day, hour, minute));
     return sum;
   };
 }
@@ -116,28 +122,36 @@ void calendar() {
 #endif
 }
 
+// The work with TZ set so, or not set.
+template <class Work>
+auto inZone(const char* zone, Work work) {
+  return [zone, work] {
+    if (zone != nullptr) {
+      setenv("TZ", zone, 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();  // which some sides rely on
+    return work();
+  };
+}
+
 // The current hour and day of the month in the local zone: every side is asked within the same hour.
 void now(const char* name, const char* zone) {
-  const auto inZone = [zone](auto work) {
-    return [zone, work] {
-      if (zone != nullptr) {
-        setenv("TZ", zone, 1);
-      } else {
-        unsetenv("TZ");
-      }
+  const auto hours = [zone](auto work) {
+    return inZone(zone, [work] {
       int sum = 0;
-      tzset();  // which some sides rely on
       for (int i = 0; i < s_count; ++i) sum += work();
       return sum;
-    };
+    });
   };
   bench::Question<int> question(name);
   question.items(s_count);
-  question.side("tvk", inZone([] {
+  question.side("tvk", hours([] {
                   const auto fields = DateTimeO::Now().GetFields();
                   return fields.day * 24 + fields.hour;
                 }));
-  question.side("clock_gettime + localtime_r", inZone([] {
+  question.side("clock_gettime + localtime_r", hours([] {
                   timespec moment;
                   clock_gettime(CLOCK_REALTIME, &moment);
                   std::tm fields;
@@ -145,19 +159,19 @@ void now(const char* name, const char* zone) {
                   return fields.tm_mday * 24 + fields.tm_hour;
                 }));
 #ifdef BENCH_POCO
-  question.side("POCO", inZone([] {
+  question.side("POCO", hours([] {
                   const Poco::LocalDateTime fields;
                   return fields.day() * 24 + fields.hour();
                 }));
 #endif
 #ifdef BENCH_BOOST
-  question.side("Boost", inZone([] {
+  question.side("Boost", hours([] {
                   const auto moment = boost::posix_time::microsec_clock::local_time();
                   return moment.date().day() * 24 + static_cast<int>(moment.time_of_day().hours());
                 }));
 #endif
 #ifdef BENCH_GLIB
-  question.side("GLib", inZone([] {
+  question.side("GLib", hours([] {
                   GDateTime* const moment = g_date_time_new_now_local();
                   const int sum = g_date_time_get_day_of_month(moment) * 24 + g_date_time_get_hour(moment);
                   g_date_time_unref(moment);
@@ -166,27 +180,40 @@ void now(const char* name, const char* zone) {
 #endif
 }
 
-void format() {
-  constexpr std::int64_t seconds = 1'710'504'000;  // 2024-03-15 12:00 UTC
-  static const std::string pattern = "%-m/%-d/%Y %X";
-  bench::Question<std::string> question("format_date");
-  question.side("tvk", [] { return std::string(DateTimeO::FromUnixTime(seconds, 0).Format(true)); });
-  question.side("gmtime_r + strftime", [] {
-    const std::time_t moment = seconds;
-    std::tm fields;
-    gmtime_r(&moment, &fields);
-    char text[64];
-    return std::string(text, std::strftime(text, sizeof text, pattern.c_str(), &fields));
-  });
+// Dates and times of 2024 in UTC; that is asked in a local zone too, as it must not matter.
+void format(const char* size, const char* zone) {
+  const auto texts = [zone](auto formatted) {
+    return inZone(zone, [formatted] {
+      constexpr std::int64_t start = 1'704'067'200, step = 31'415;
+      std::size_t sum = 0;
+      for (int i = 0; i < s_count; ++i) {
+        const std::string text = formatted(start + i * step);
+        sum += text.size() + static_cast<unsigned char>(text[text.size() / 2]);
+      }
+      return sum;
+    });
+  };
+  bench::Question<std::size_t> question("format_date", size);
+  question.items(s_count);
+  question.side("tvk",
+                texts([](std::int64_t moment) { return DateTimeO::FromUnixTime(moment, 0).Format(true); }));
+  question.side("gmtime_r + strftime", texts([](std::int64_t moment) {
+                  std::tm fields;
+                  gmtime_r(&moment, &fields);
+                  char text[64];
+                  return std::string(text, std::strftime(text, sizeof text, s_pattern, &fields));
+                }));
 #ifdef BENCH_ABSL
-  question.side("Abseil", [] {
-    return absl::FormatTime("%-m/%-d/%Y %H:%M:%S", absl::FromUnixSeconds(seconds), absl::UTCTimeZone());
-  });
+  question.side("Abseil", texts([](std::int64_t moment) {
+                  return absl::FormatTime("%-m/%-d/%Y %H:%M:%S", absl::FromUnixSeconds(moment),
+                                          absl::UTCTimeZone());
+                }));
 #endif
 #ifdef BENCH_POCO
-  question.side("POCO", [] {
-    return Poco::DateTimeFormatter::format(Poco::Timestamp(seconds * 1000000), "%n/%e/%Y %H:%M:%S");
-  });
+  question.side("POCO", texts([](std::int64_t moment) {
+                  return Poco::DateTimeFormatter::format(Poco::Timestamp(moment * 1000000),
+                                                         "%n/%e/%Y %H:%M:%S");
+                }));
 #endif
 }
 
@@ -194,7 +221,9 @@ void format() {
 
 void bench::ask() {
   calendar();
-  now("now_with_TZ", "Europe/Berlin");
+  const char* const zone = "Europe/Berlin";
+  now("now_with_TZ", zone);
   now("now_without_TZ", nullptr);
-  format();
+  format("TZ set", zone);
+  format("TZ not set", nullptr);
 }

@@ -49,7 +49,8 @@ def rows(medians):
     order = list(QUESTIONS)
     for (question, size), sides in sorted(medians.items(), key=lambda item: order.index(item[0][0])):
         bars = QUESTIONS[question][1]
-        for side, time in sides.items():
+        limits = {f"{bar} ns": bar for bar in bars if isinstance(bar, int)}
+        for side, time in {**sides, **limits}.items():
             if side == OURS:
                 continue
             bar = bars.get(side, 1.0)

@@ -79,6 +79,9 @@ for name, steps, wanted in (
         ("settled by the first use", ["s 2024 7 0 1 12 0 0 0", "R", "d 2024 1 1", "R"],
          "2024-07-01T12:00:00+02:00|2024-01-01T12:00:00+02:00|"),
         ("the time of UTC is shown as UTC", ["v 2024 7 15 13 2 3 0 0", "H"], "7/15/2024 13:02:03|"),
+        ("but in an hour that the host skips", ["v 2024 3 31 1 59 59 0 0", "H", "v 2024 3 31 2 0 0 0 0", "H", "v 2024 3 31 3 0 0 0 0", "H",
+                                                "v 2024 10 27 2 30 0 0 0", "H"],
+         "3/31/2024 01:59:59|3/31/2024 01:00:00|3/31/2024 03:00:00|10/27/2024 02:30:00|"),
         ("other times as ours", ["v 2024 3 15 2 2 3 0 300", "H"], "3/15/2024 22:02:03|")):
     check(name, steps, wanted, **BERLIN)
 check("as the locale writes it", ["v 2024 3 15 13 2 3 0", "H"], "3/15/2024 01:02:03 PM|", LC_ALL="en_US.UTF-8", LOCPATH=sys.argv[2])

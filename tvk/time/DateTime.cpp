@@ -1,5 +1,6 @@
 #include <tvk/time/DateTime.h>
 
+#include <langinfo.h>
 #include <time.h>
 
 #include <atomic>
@@ -44,7 +45,9 @@ constexpr std::uint32_t dayNumber(std::uint32_t year, std::uint32_t month, std::
   const std::uint32_t isBeforeMarch = month < 3;
   const std::uint32_t years = year - isBeforeMarch - yearOfDayZero;
   const std::uint32_t months = month + 12 * isBeforeMarch - 3;
-  return years * 365 + years / 4 - years / 100 + years / 400 + (153 * months + 2) / 5 + day - 1;
+  const std::uint32_t centuries = years / 100;
+  const std::uint32_t daysOfMonths = (979 * months + 18) / 32;  // 30.6 on average
+  return years * 1461 / 4 - centuries + centuries / 4 + daysOfMonths + day - 1;
 }
 
 struct Date {
@@ -54,23 +57,28 @@ struct Date {
 };
 
 constexpr Date dateOf(std::uint32_t dayNumber) noexcept {
-  // In quarters of a day the mean lengths of a century and of a year are whole numbers.
-  constexpr std::uint32_t quartersOfYear = 1461;
+  // In quarters of a day the mean length of a century is a whole number. The divisions by the length of a
+  // year and of a month are multiplications by the inverse, exact for every day of a century and of a year:
+  // the integral part is the quotient, the fraction tells the remainder.
+  constexpr std::uint64_t inverseOfYear = 2939745;  // 2^32 / 1461
+  constexpr std::uint32_t inverseOfMonth = 2141;    // 2^16 / 30.6
   const std::uint32_t quarters = 4 * dayNumber + 3;
   const std::uint32_t century = quarters / daysOf400Years;
-  const std::uint32_t quartersOfCentury = quarters % daysOf400Years | 3;
-  const std::uint32_t yearOfCentury = quartersOfCentury / quartersOfYear;
-  const std::uint32_t dayOfYear = quartersOfCentury % quartersOfYear / 4;
-  const std::uint32_t month = (5 * dayOfYear + 2) / 153;
-  const std::uint32_t isNextYear = month >= 10;
-  return {yearOfDayZero + 100 * century + yearOfCentury + isNextYear, month + 3 - 12 * isNextYear,
-          dayOfYear - (153 * month + 2) / 5 + 1};
+  const std::uint64_t years = inverseOfYear * (quarters % daysOf400Years | 3);
+  const std::uint32_t dayOfYear = static_cast<std::uint32_t>(years) / (4 * inverseOfYear);
+  const std::uint32_t months = inverseOfMonth * dayOfYear + 3 * 65536 + 1305;
+  const std::uint32_t isNextYear = dayOfYear >= 306;
+  return {yearOfDayZero + 100 * century + static_cast<std::uint32_t>(years >> 32) + isNextYear,
+          (months >> 16) - 12 * isNextYear, (months & 65535) / inverseOfMonth + 1};
 }
 
 constexpr std::uint64_t lastTick = (dayNumber(lastYear + 1, 1, 1) - firstDay) * ticksPerDay - 1;
 
-// Day 0 was a Wednesday.
-constexpr std::uint32_t weekdayOf(std::uint32_t dayNumber) noexcept { return (dayNumber + 3) % 7; }
+// Day 0 was a Wednesday. The remainder is seven times the fraction of weeks, exact for every day.
+constexpr std::uint32_t weekdayOf(std::uint32_t dayNumber) noexcept {
+  constexpr std::uint32_t inverseOfWeek = 613566757;  // 2^32 / 7
+  return static_cast<std::uint32_t>(std::uint64_t{(dayNumber + 3) * inverseOfWeek} * 7 >> 32);
+}
 
 constexpr int daysOfMonth(int year, int month) noexcept {
   if (month == 2) return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0) ? 29 : 28;
@@ -164,6 +172,23 @@ std::int32_t standardOffset() {
   return offset;
 }
 
+std::int32_t localOffset(std::int64_t seconds) {
+  std::tm time;
+  return localTime(seconds, time) ? offsetOf(time) : standardOffset();
+}
+
+// Whether the host shows the second of a moment, and keeps its offset for as long before and behind it as
+// offsets reach: then the reading of that moment in UTC is there once on the clock of the host too. No zone
+// of the world ever changed its offset and took that back within four days.
+bool keepsOffset(std::int64_t seconds, int second) noexcept {
+  constexpr std::int64_t reach = 16 * 3600;
+  std::tm before;
+  std::tm after;
+  return localTime(seconds - reach, before) && localTime(seconds + reach, after) && before.tm_sec == second &&
+         after.tm_sec == second && before.tm_gmtoff == after.tm_gmtoff && before.tm_isdst == after.tm_isdst &&
+         std::abs(std::int64_t{before.tm_gmtoff}) <= reach;
+}
+
 std::atomic<const DateTimeInit*> s_startValues{nullptr};
 
 // --- Text.
@@ -207,6 +232,23 @@ void appendDigits(std::string& out, std::uint64_t number, int count) {
   char digits[20];
   for (int i = count; i-- > 0; number /= 10) digits[i] = static_cast<char>('0' + number % 10);
   out.append(digits, static_cast<std::size_t>(count));
+}
+
+// Whether the locale writes the time of day in the way of appendTime(), as most do.
+bool writesPlainTime() noexcept {
+  const std::string_view format = nl_langinfo(T_FMT);
+  return format == "%H:%M:%S" || format == "%T";
+}
+
+void appendTime(std::string& out, int hour, int minute, int second) {
+  char text[] = " 00:00:00";
+  char* to = text;
+  for (const int part : {hour, minute, second}) {
+    to[1] = static_cast<char>('0' + part / 10);
+    to[2] = static_cast<char>('0' + part % 10);
+    to += 3;
+  }
+  out.append(text, sizeof(text) - 1);
 }
 
 // Reads a text from the left.
@@ -274,10 +316,11 @@ struct Rfc3339 {
   }
 };
 
-std::uint64_t readingTicks(std::uint32_t dayNumber, int hour, int minute, int second) noexcept {
-  const int secondOfDay = (hour * 60 + minute) * 60 + second;
-  return ((dayNumber - firstDay) * secondsPerDay + static_cast<std::uint64_t>(secondOfDay)) *
-         DateTimeO::TicksPerSecond;
+std::uint64_t readingTicks(std::uint32_t dayNumber, int hour, int minute, int second,
+                           int millisecond) noexcept {
+  const int millisecondOfDay = ((hour * 60 + minute) * 60 + second) * 1000 + millisecond;
+  return (dayNumber - firstDay) * ticksPerDay +
+         static_cast<std::uint64_t>(millisecondOfDay) * ticksPerMillisecond;
 }
 
 std::uint32_t dayNumber(int year, int month, int day) noexcept {
@@ -285,11 +328,14 @@ std::uint32_t dayNumber(int year, int month, int day) noexcept {
                    static_cast<std::uint32_t>(day));
 }
 
-void storeDate(CalendarFields& fields, int year, int month, int day) noexcept {
+// Answers the number of the day.
+std::uint32_t storeDate(CalendarFields& fields, int year, int month, int day) noexcept {
+  const std::uint32_t number = dayNumber(year, month, day);
   fields.year = static_cast<std::uint16_t>(year);
   fields.month = static_cast<std::uint16_t>(month);
   fields.day = static_cast<std::uint16_t>(day);
-  fields.weekday = static_cast<std::uint16_t>(weekdayOf(dayNumber(year, month, day)));
+  fields.weekday = static_cast<std::uint16_t>(weekdayOf(number));
+  return number;
 }
 
 void storeTime(CalendarFields& fields, int hour, int minute, int second, int millisecond) noexcept {
@@ -299,12 +345,14 @@ void storeTime(CalendarFields& fields, int hour, int minute, int second, int mil
   fields.millisecond = static_cast<std::uint16_t>(millisecond);
 }
 
-void store(CalendarFields& fields, int year, int month, int day, int hour, int minute, int second,
-           int millisecond) {
+// Answers the ticks of the reading.
+std::uint64_t store(CalendarFields& fields, int year, int month, int day, int hour, int minute, int second,
+                    int millisecond) {
   checkDate(year, month, day);
   checkTime(hour, minute, second, millisecond);
-  storeDate(fields, year, month, day);
+  const std::uint32_t number = storeDate(fields, year, month, day);
   storeTime(fields, hour, minute, second, millisecond);
+  return readingTicks(number, hour, minute, second, millisecond);
 }
 
 }  // namespace
@@ -314,9 +362,10 @@ void store(CalendarFields& fields, int year, int month, int day, int hour, int m
 DateTimeO::DateTimeO(int year, int month, int day, int hour, int minute, int second, int millisecond,
                      std::int32_t zone)
     : m_zoneMinutes(zone) {
-  store(m_fields, year, month, day, hour, minute, second, millisecond);
+  m_ticks = store(m_fields, year, month, day, hour, minute, second, millisecond);
   m_fieldsValid = true;
   ResolveZone();
+  m_ticksValid = shift(m_ticks, -std::int64_t{m_zoneMinutes});
 }
 
 void DateTimeO::SetFields(int year, int month, int, int day, int hour, int minute, int second,
@@ -340,11 +389,6 @@ void DateTimeO::SetTime(int hour, int minute, int second, int millisecond) {
   storeTime(m_fields, hour, minute, second, millisecond);
   m_fieldsValid = true;
   m_ticksValid = false;
-}
-
-CalendarFields DateTimeO::GetFields() const {
-  MakeFieldsCurrent();
-  return m_fields;
 }
 
 void DateTimeO::GetFields(std::uint16_t& year, std::uint16_t& month, std::uint16_t& weekday,
@@ -413,9 +457,10 @@ DateTimeO DateTimeO::FromTimePoint(std::chrono::system_clock::time_point moment,
 }
 
 DateTimeO DateTimeO::Now() {
-  using std::chrono::milliseconds;
-  DateTimeO now = FromTimePoint(std::chrono::floor<milliseconds>(std::chrono::system_clock::now()));
-  now.ResolveZone();
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  DateTimeO now = FromUnixTime(time.tv_sec, localOffset(time.tv_sec));
+  now.m_ticks += static_cast<std::uint64_t>(time.tv_nsec / 1000000) * ticksPerMillisecond;
   return now;
 }
 
@@ -428,9 +473,9 @@ void DateTimeO::ConvertToZone(std::int32_t zone) {
 }
 
 std::int32_t DateTimeO::LocalOffset() const {
+  if (!m_fieldsValid) return localOffset(ToUnixTime());
   std::tm time;
-  const bool isKnown = m_fieldsValid ? localTime(m_fields, time) : localTime(ToUnixTime(), time);
-  return isKnown ? offsetOf(time) : standardOffset();
+  return localTime(m_fields, time) ? offsetOf(time) : standardOffset();
 }
 
 StringBase<char> DateTimeO::Format(bool withTime) const {
@@ -445,11 +490,20 @@ StringBase<char> DateTimeO::Format(bool withTime) const {
   if (!withTime) return text;
 
   std::int64_t seconds = ToUnixTime();
+  const bool isPlain = writesPlainTime();
+  if (m_zoneMinutes == 0 && isPlain && keepsOffset(seconds, m_fields.second)) {
+    appendTime(text, m_fields.hour, m_fields.minute, m_fields.second);
+    return text;
+  }
   if (m_zoneMinutes == 0) seconds -= LocalOffset() * 60;
   std::tm time;
   char timeText[64];
-  if (localTime(seconds, time) && std::strftime(timeText, sizeof(timeText), " %X", &time) != 0)
+  if (!localTime(seconds, time)) return text;
+  if (isPlain) {
+    appendTime(text, time.tm_hour, time.tm_min, time.tm_sec);
+  } else if (std::strftime(timeText, sizeof(timeText), " %X", &time) != 0) {
     text += timeText;
+  }
   return text;
 }
 
@@ -490,7 +544,7 @@ DateTimeO DateTimeO::FromRfc3339(std::string_view text) {
   Rfc3339 in;
   if (!in.Read(text)) raise(text);
   std::uint64_t ticks =
-      readingTicks(dayNumber(in.year, in.month, in.day), in.hour, in.minute, in.second) + in.fraction;
+      readingTicks(dayNumber(in.year, in.month, in.day), in.hour, in.minute, in.second, 0) + in.fraction;
   if (!shift(ticks, -in.zone)) raise(text);
   return FromUtcTicks(ticks, in.zone != LocalZone ? in.zone : 0);
 }
@@ -501,17 +555,21 @@ void DateTimeO::MakeFieldsCurrent() const {
   ResolveZone();
   std::uint64_t ticks = m_ticks;
   if (!shift(ticks, m_zoneMinutes)) raise(ticks);
-  const std::uint32_t number = static_cast<std::uint32_t>(ticks / ticksPerDay) + firstDay;
-  const Date date = dateOf(number);
+  const auto days = static_cast<std::uint32_t>(ticks / ticksPerDay);
+  const Date date = dateOf(days + firstDay);
   m_fields.year = static_cast<std::uint16_t>(date.year);
   m_fields.month = static_cast<std::uint16_t>(date.month);
-  m_fields.weekday = static_cast<std::uint16_t>(weekdayOf(number));
+  m_fields.weekday = static_cast<std::uint16_t>(weekdayOf(days + firstDay));
   m_fields.day = static_cast<std::uint16_t>(date.day);
-  const auto millisecond = static_cast<std::uint32_t>(ticks % ticksPerDay / ticksPerMillisecond);
-  m_fields.hour = static_cast<std::uint16_t>(millisecond / 3600000);
-  m_fields.minute = static_cast<std::uint16_t>(millisecond / 60000 % 60);
-  m_fields.second = static_cast<std::uint16_t>(millisecond / 1000 % 60);
-  m_fields.millisecond = static_cast<std::uint16_t>(millisecond % 1000);
+  const auto milliseconds =
+      static_cast<std::uint32_t>(ticks / ticksPerMillisecond - days * (ticksPerDay / ticksPerMillisecond));
+  const std::uint32_t seconds = milliseconds / 1000;
+  const std::uint32_t minutes = milliseconds / 60000;
+  const std::uint32_t hours = milliseconds / 3600000;
+  m_fields.hour = static_cast<std::uint16_t>(hours);
+  m_fields.minute = static_cast<std::uint16_t>(minutes - hours * 60);
+  m_fields.second = static_cast<std::uint16_t>(seconds - minutes * 60);
+  m_fields.millisecond = static_cast<std::uint16_t>(milliseconds - seconds * 1000);
   m_fieldsValid = true;
 }
 
@@ -522,8 +580,8 @@ void DateTimeO::MakeTicksCurrent() const {
   const auto raiseDate = [&f] { raiseNumbers("%04d-%02d-%02d", f.year, f.month, f.day); };
   if (f.month == 0) raiseDate();  // a time without a date
   ResolveZone();
-  std::uint64_t ticks = readingTicks(dayNumber(f.year, f.month, f.day), f.hour, f.minute, f.second) +
-                        f.millisecond * ticksPerMillisecond;
+  std::uint64_t ticks =
+      readingTicks(dayNumber(f.year, f.month, f.day), f.hour, f.minute, f.second, f.millisecond);
   if (!shift(ticks, -std::int64_t{m_zoneMinutes})) raiseDate();
   m_ticks = ticks;
   m_ticksValid = true;

@@ -61,7 +61,10 @@ class TVK_EXPORT DateTimeO {
   // moment with SetDate(), and until then everything that needs one throws.
   void SetTime(int hour, int minute, int second, int millisecond);
 
-  CalendarFields GetFields() const;
+  CalendarFields GetFields() const {
+    MakeFieldsCurrent();
+    return m_fields;
+  }
   void GetFields(std::uint16_t& year, std::uint16_t& month, std::uint16_t& weekday, std::uint16_t& day,
                  std::uint16_t& hour, std::uint16_t& minute, std::uint16_t& second,
                  std::uint16_t& millisecond) const;
