@@ -36,6 +36,7 @@ static void check(const zed::ByteBuffer& block, int windowBits, std::size_t maxi
   assert(windowBits != 31 || zed::DecompressGzip(out, out, maximum) == wanted.size());
   assert(windowBits != 31 || out == unpacker.Result());
   assert(maximum != zed::noLimit || zed::IsCompleteBlock(block, windowBits) == isGood);
+  assert(!isGood || zed::IsBlockOf(block, unpacker.Result(), windowBits));
 }
 
 void fuzz::run(Input in) {

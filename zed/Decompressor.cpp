@@ -120,6 +120,27 @@ bool UnpackInto(Inflater& inflater, std::int32_t windowBits, Block in, ByteBuffe
   return isGood;
 }
 
+// Works through a block and hands each piece of its content to `isGood`, which may refuse it.
+template <class Check>
+bool WorkThrough(Block in, std::int32_t windowBits, Check isGood) {
+  const Container container = ContainerOf(windowBits, in);
+  Inflater inflater(windowBits);
+  if (container == Container::none || !inflater.IsOpen()) return false;
+
+  constexpr std::size_t scratchSize = 65536;
+  const auto scratch = std::make_unique_for_overwrite<unsigned char[]>(scratchSize);
+  const std::size_t largest = container == Container::gzip ? largestGzip : noLimit;
+  for (std::size_t total = 0;;) {
+    std::span<unsigned char> room(scratch.get(), scratchSize);
+    const int status = inflater.Run(in, room);
+    const Block piece(scratch.get(), scratchSize - room.size());
+    total += piece.size();
+    if (total > largest || !isGood(piece)) return false;
+    if (status == Z_STREAM_END) return in.empty();
+    if (status != Z_BUF_ERROR || !room.empty()) return false;
+  }
+}
+
 }  // namespace
 
 struct Decompressor::Context {
@@ -160,22 +181,18 @@ std::size_t DecompressGzip(const ByteBuffer& in, ByteBuffer& out, std::size_t ma
 }
 
 bool IsCompleteBlock(const void* data, std::size_t length, std::int32_t windowBits) {
-  Block in(static_cast<const unsigned char*>(data), data != nullptr ? length : 0);
-  const Container container = ContainerOf(windowBits, in);
-  Inflater inflater(windowBits);
-  if (container == Container::none || !inflater.IsOpen()) return false;
+  const Block in(static_cast<const unsigned char*>(data), data != nullptr ? length : 0);
+  return WorkThrough(in, windowBits, [](Block) { return true; });
+}
 
-  constexpr std::size_t scratchSize = 65536;
-  const auto scratch = std::make_unique_for_overwrite<unsigned char[]>(scratchSize);
-  const std::size_t largest = container == Container::gzip ? largestGzip : noLimit;
-  for (std::size_t total = 0;;) {
-    std::span<unsigned char> room(scratch.get(), scratchSize);
-    const int status = inflater.Run(in, room);
-    total += scratchSize - room.size();
-    if (total > largest) return false;
-    if (status == Z_STREAM_END) return in.empty();
-    if (status != Z_BUF_ERROR || !room.empty()) return false;
-  }
+bool IsBlockOf(const ByteBuffer& block, const ByteBuffer& content, std::int32_t windowBits) {
+  Block rest = content.Span();
+  const auto isNext = [&rest](Block piece) {
+    if (piece.size() > rest.size() || !std::ranges::equal(piece, rest.first(piece.size()))) return false;
+    rest = rest.subspan(piece.size());
+    return true;
+  };
+  return WorkThrough(block.Span(), windowBits, isNext) && rest.empty();
 }
 
 }  // namespace zed

@@ -62,4 +62,7 @@ inline bool IsCompleteBlock(const ByteBuffer& block, std::int32_t windowBits = 3
   return IsCompleteBlock(block.Data(), block.Size(), windowBits);
 }
 
+// Whether `block` is such a block and its content is `content`, compared as it is worked through.
+ZED_EXPORT bool IsBlockOf(const ByteBuffer& block, const ByteBuffer& content, std::int32_t windowBits = 31);
+
 }  // namespace zed

@@ -138,7 +138,9 @@ class Job {
   void Open() {
     CheckStop();
     m_file = m_place.Open();
-    CheckUnchanged();
+    struct stat open {};
+    if (fstat(m_file.Number(), &open) != 0) throwSystemError(codeNotRead, m_place.Path());
+    if (!isSameState(open, m_status)) throw LeftAlone{ReasonChanged};
     if (!m_settings.skip.empty() && BeginsWith(m_settings.skip)) throw LeftAlone{ReasonSkipped};
   }
 
@@ -147,13 +149,11 @@ class Job {
     CheckUnchanged();
   }
 
-  // The open file and what its name stands for must still be what was looked at first.
+  // What the name stands for must still be what was looked at first, and opened: no other file has the number of
+  // one that is open.
   void CheckUnchanged() const {
-    struct stat open {};
-    if (fstat(m_file.Number(), &open) != 0) throwSystemError(codeNotRead, m_place.Path());
     const auto named = m_place.Find(m_place.Name());
-    if (!isSameState(open, m_status) || !named || !isSameState(*named, m_status))
-      throw LeftAlone{ReasonChanged};
+    if (!named || !isSameState(*named, m_status)) throw LeftAlone{ReasonChanged};
   }
 
   void RequireFree(const std::string& target) const {
@@ -205,11 +205,7 @@ class Job {
     const zed::ByteBuffer packed = std::move(gzip.Result());
     if (packed.Size() >= original.Size()) throw LeftAlone{ReasonNotSmaller};
     CheckStop();
-    {
-      zed::Decompressor check(gzipWindowBits, original.Size());
-      if (!check.Decompress(packed) || !(check.Result() == original))
-        throw tvk::FileException(NotTheSame, m_place.Path());
-    }
+    if (!zed::IsBlockOf(packed, original)) throw tvk::FileException(NotTheSame, m_place.Path());
     Replace(packed, target);
     return Done(LinePacked, packed.Size(), packed.Size(), Size());
   }

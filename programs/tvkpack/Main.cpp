@@ -1,4 +1,5 @@
 // tvkpack: packs the files of a folder tree with gzip, in place, safely.
+#include <malloc.h>
 #include <signal.h>
 
 #include <atomic>
@@ -156,6 +157,7 @@ class Program : public tvk::Application {
   }
 
   static std::int32_t Work(const Settings& settings) {
+    mallopt(M_TRIM_THRESHOLD, 4 << 20);  // what zlib needs for one file stays for the next
     const std::vector<Item> items = listFiles(settings);
     const GracefulStop stop;
     const FileWork work(settings, s_stop,

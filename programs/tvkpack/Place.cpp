@@ -2,9 +2,8 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/random.h>
 #include <unistd.h>
-
-#include <random>
 
 #include <tvk/files/FileException.h>
 
@@ -62,12 +61,13 @@ auto again(Call call) {
   return result;
 }
 
+// Answers an empty name when the system has no random bytes.
 std::string randomName() {
-  std::random_device source;
   constexpr char digits[] = "0123456789abcdefghijklmnopqrstuv";
+  std::uint64_t bits = 0;
+  if (again([&] { return getrandom(&bits, sizeof bits, 0); }) != sizeof bits) return {};
   std::string name(leftoverPrefix);
-  for (int i = 0; i < 2; ++i)
-    for (std::uint32_t bits = source(), n = 0; n < 6; ++n, bits >>= 5) name += digits[bits & 31];
+  for (int n = 0; n < 12; ++n, bits >>= 5) name += digits[bits & 31];
   return name;
 }
 
@@ -167,6 +167,7 @@ bool readWhole(const Descriptor& file, const struct stat& status, const tvk::Fil
 NewFile::NewFile(const Place& place, std::string target) : m_place(place), m_target(std::move(target)) {
   for (int attempt = 0; attempt < attemptsForAName && !m_file.IsOpen(); ++attempt) {
     m_name = randomName();
+    if (m_name.empty()) break;
     m_file = Descriptor(again([&] {
       return openat(place.Folder(), m_name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
                     0600);
@@ -193,14 +194,17 @@ void NewFile::Write(const zed::ByteBuffer& bytes) {
 
 void NewFile::Finish(const struct stat& like) {
   const tvk::FileString path = m_place.PathOf(m_target);
-  const bool isRoot = geteuid() == 0;
-  if (fchown(m_file.Number(), isRoot ? like.st_uid : uid_t(-1), like.st_gid) != 0 && isRoot)
-    throwSystemError(codeDenied, path);
-  // The mode last, for a change of owner clears its set-id bits: they go when it is another's file now.
   struct stat own {};
   if (fstat(m_file.Number(), &own) != 0) throwSystemError(codeDenied, path);
-  const bool isSame = own.st_uid == like.st_uid && own.st_gid == like.st_gid;
-  if (fchmod(m_file.Number(), like.st_mode & (isSame ? 07777 : 01777)) != 0)
+  const auto isSame = [&] { return own.st_uid == like.st_uid && own.st_gid == like.st_gid; };
+  if (!isSame()) {
+    const bool isRoot = geteuid() == 0;
+    if (fchown(m_file.Number(), isRoot ? like.st_uid : uid_t(-1), like.st_gid) != 0 && isRoot)
+      throwSystemError(codeDenied, path);
+    if (fstat(m_file.Number(), &own) != 0) throwSystemError(codeDenied, path);
+  }
+  // The mode last, for a change of owner clears its set-id bits: they go when it is another's file now.
+  if (fchmod(m_file.Number(), like.st_mode & (isSame() ? 07777 : 01777)) != 0)
     throwSystemError(codeDenied, path);
   const timespec times[] = {like.st_atim, like.st_mtim};
   if (futimens(m_file.Number(), times) != 0) throwSystemError(codeNotWritten, path);

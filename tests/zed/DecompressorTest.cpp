@@ -25,3 +25,16 @@ TEST(Decompressor, ServesOneBlockThatMayBeItsOwn) {
   EXPECT_TRUE(!unpacker.Decompress(zip) && unpacker.Decompress(nullptr, 5));
   EXPECT_TRUE(unpacker.GetResult(unpacker.Result()) && unpacker.GetResult(both = {}) && both == content);
 }
+
+TEST(Decompressor, ComparesABlockWithItsContent) {
+  const std::string text(200'000, 'a');
+  for (const std::size_t size : {1, 65'536, 200'000}) {
+    const ByteBuffer content(text.substr(0, size)), block = pack(textOf(content));
+    EXPECT_TRUE(zed::IsBlockOf(block, content));
+    for (const std::string& other : {text.substr(0, size - 1), text.substr(0, size) + 'a',
+                                     text.substr(0, size - 1) + 'b', 'b' + text.substr(0, size - 1)})
+      EXPECT_FALSE(zed::IsBlockOf(block, ByteBuffer(other)));
+    EXPECT_FALSE(zed::IsBlockOf(ByteBuffer(textOf(block) + 'a'), content));
+    EXPECT_FALSE(zed::IsBlockOf(block, content, 15));
+  }
+}
