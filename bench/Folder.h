@@ -1,6 +1,7 @@
 // Fresh folders for what is measured on files; in memory where there is room (/dev/shm), so that no disk is measured.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -36,6 +37,18 @@ class Folder {
 
 inline void writeFile(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path) << text;
+}
+
+// Text that packs to a fourth.
+inline std::string words(std::size_t size, std::uint32_t seed) {
+  static const char* const all[] = {"the ",   "error ", "file ",    "of ",     "folder ",     "42 ",
+                                    "time ",  "was ",   "not ",     "found ",  "2026-11-22 ", "user ",
+                                    "reads ", "and ",   "writes\n", "nothing "};
+  std::string text;
+  for (std::uint32_t value = seed + 1; text.size() < size; value = value * 1664525 + 1013904223)
+    text += all[value >> 28];
+  text.resize(size);
+  return text;
 }
 
 // FOLDERS folders of as many FILES each, half of them "*.h", the others "*.cpp".

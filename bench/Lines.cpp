@@ -9,6 +9,7 @@
 
 #include <tvk/console/Console.h>
 
+#include "Output.h"
 #include "Sides.h"
 
 #ifdef BENCH_FMT
@@ -19,25 +20,10 @@ namespace {
 
 const int s_count = bench::scaled(10'000);
 
-// Standard output leads elsewhere, for the time of this object.
-class Output {
- public:
-  explicit Output(int to) : m_before(dup(STDOUT_FILENO)) { dup2(to, STDOUT_FILENO); }
-  ~Output() {
-    dup2(m_before, STDOUT_FILENO);
-    close(m_before);
-  }
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
- private:
-  int m_before;
-};
-
 template <class Line>
 auto lines(int to, Line line) {
   return [to, line] {
-    const Output output(to);
+    const bench::Output output(to);
     for (int i = 0; i < s_count; ++i) line(i);
     return true;
   };

@@ -11,17 +11,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string words(std::size_t size, std::uint32_t seed) {
-  static const char* const all[] = {"the ",   "error ", "file ",    "of ",     "folder ",     "42 ",
-                                    "time ",  "was ",   "not ",     "found ",  "2026-11-22 ", "user ",
-                                    "reads ", "and ",   "writes\n", "nothing "};
-  std::string text;
-  for (std::uint32_t value = seed + 1; text.size() < size; value = value * 1664525 + 1013904223)
-    text += all[value >> 28];
-  text.resize(size);
-  return text;
-}
-
 long packed(const std::string& folder) {
   long count = 0;
   for (const auto& entry : fs::recursive_directory_iterator(folder))
@@ -57,11 +46,11 @@ void bench::ask() {
   for (std::uint32_t i = 0; i < files; ++i) {
     const fs::path path = small + '/' + std::to_string(i % 200);
     if (i < 200) fs::create_directories(path);
-    writeFile(path / std::to_string(i), words(1000 + i % 5000, i));
+    writeFile(path / std::to_string(i), bench::words(1000 + i % 5000, i));
   }
   fs::create_directories(large);
   for (std::uint32_t i = 0; i < 10; ++i)
-    writeFile(large + '/' + std::to_string(i), words(static_cast<std::size_t>(scaled(64 << 20)), i));
+    writeFile(large + '/' + std::to_string(i), bench::words(static_cast<std::size_t>(scaled(64 << 20)), i));
   question("pack_small", small, copy);
   question("pack_large", large, copy);
 }

@@ -30,6 +30,10 @@ class Question {
   explicit Question(std::string name, std::string size = {})
       : m_name(std::move(name)), m_size(std::move(size)) {}
 
+  // The answer that every side has to give.
+  Question& expect(Answer answer) { return m_answer = std::move(answer), *this; }
+  // The memory that it takes, where that is asked for.
+  Question& bytes(double count) { return m_bytes = count, *this; }
   // How many times one call of a side does what is asked; figures are of one time.
   Question& items(double count) { return m_items = count, *this; }
   // That many threads work at once; time is then wall time.
@@ -68,9 +72,10 @@ class Question {
   template <class Loop>
   benchmark::internal::Benchmark* add(const std::string& side, Loop loop) {
     const std::string name = m_name + '/' + side + (m_size.empty() ? "" : '/' + m_size);
-    const auto run = [loop, items = m_items](benchmark::State& state) mutable {
+    const auto run = [loop, items = m_items, bytes = m_bytes](benchmark::State& state) mutable {
       loop(state);
       state.counters["items"] = benchmark::Counter(items, benchmark::Counter::kAvgThreads);
+      if (bytes != 0) state.counters["bytes"] = bytes;
     };
     auto* const registered = benchmark::RegisterBenchmark(name.c_str(), run);
     if (m_threads > 1) registered->Threads(m_threads);
@@ -87,7 +92,7 @@ class Question {
   }
 
   std::string m_name, m_size;
-  double m_items = 1;
+  double m_items = 1, m_bytes = 0;
   int m_threads = 1;
   bool m_isWall = false;
   std::optional<Answer> m_answer;

@@ -45,3 +45,27 @@ QUESTIONS = {
     "gunzip": ("unpack", {"zlib": 1.03, "libdeflate": None}),
     "format_date": ("format a date", {"gmtime_r + strftime": 1.1}),
 }
+
+# What grows: QUESTION: (what it is, of what there is more and more, how time may grow, how memory may), as exponents of
+# that number. None is not asked for.
+GROWTH = {
+    "grow_files": ("scan a folder", "files", 1.2, 1.1),
+    "grow_depth": ("scan folders, one in the other (paths get longer, too)", "folders", 2.0, 2.0),
+    "grow_texts_added": ("add message texts", "texts", 1.15, 1.1),
+    "grow_texts_known": ("look up one of the added texts, anywhere in memory", "texts", 0.5, None),
+    "grow_scopes": ("open and close scopes, one in the other", "scopes", 1.15, 1.1),
+    "grow_chain": ("the same, chained, and ask for the location", "scopes", 1.15, None),
+    "grow_line": ("print a line", "bytes", 1.1, 1.1),
+    "grow_items": ("scan items", "items", 1.1, None),
+    "grow_bad_items": ("scan items that all fail, each a text", "items", 1.1, None),
+    "grow_bad_items_in_one_text": ("the same, one text (each error holds the rest)", "items", 2.1, None),
+    "grow_options": ("read options", "options", 1.1, None),
+    "grow_bad_options": ("read options whose values all fail", "options", 1.1, None),
+    "grow_throwing": ("throw, catch and ask for the text", "threads", 0.15, None),
+    "grow_formatting": ("fill a text", "threads", 0.15, None),
+    "grow_scopes_of_threads": ("open and close a scope", "threads", 0.15, None),
+    "grow_locking": ("lock and unlock", "threads", 0.15, None),
+    "grow_writing": ("write a line", "threads", 0.15, None),
+    "grow_packed_size": ("pack a file with tvkpack", "KiB", 1.1, 1.1),
+    "grow_jobs": ("pack 128 files of 1 MiB", "jobs", 0.15, 1.1),
+}

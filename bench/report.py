@@ -3,11 +3,12 @@
 
   report.py [--write PAGE] RESULT.json...
 
-Prints a table; with --write it goes into the page, between its two marks, with a plot beside the page. The exit status
-is 1 when a bar is missed.
+Prints a table of them and one of how cost grows; with --write they go into the page, each between its two marks, with
+plots beside the page. The exit status is 1 when a bar is missed.
 """
 import argparse
 import json
+import math
 import pathlib
 import platform
 import re
@@ -15,16 +16,15 @@ import statistics
 import subprocess
 import sys
 
-from questions import QUESTIONS
+from questions import GROWTH, QUESTIONS
 
 OURS = "tvk"
-BEGIN, END = "<!-- figures: begin -->", "<!-- figures: end -->"
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
 def load(paths):
-    """{(question, size): {side: [nanoseconds of each round]}}"""
-    times = {}
+    """{(question, size): {side: nanoseconds}}, and for what grows {question: {size: (nanoseconds, bytes or None)}}"""
+    times, memory = {}, {}
     for path in paths:
         for run in json.loads(pathlib.Path(path).read_text())["benchmarks"]:
             if run["run_type"] != "iteration":
@@ -34,7 +34,12 @@ def load(paths):
             key = "cpu_time" if name == run["run_name"] else "real_time"
             time = run[key] * NANOSECONDS[run["time_unit"]] / run["items"]
             times.setdefault((question, "".join(size)), {}).setdefault(side, []).append(time)
-    return {key: {side: statistics.median(all) for side, all in sides.items()} for key, sides in times.items()}
+            memory[question, "".join(size)] = run.get("bytes")
+    medians = {key: {side: statistics.median(all) for side, all in sides.items()} for key, sides in times.items()}
+    growth = {question: {} for question in GROWTH if any(key[0] == question for key in medians)}
+    for key in [key for key in medians if key[0] in GROWTH]:
+        growth[key[0]][int(key[1])] = (medians.pop(key)[OURS], memory[key])
+    return medians, growth
 
 
 def human(nanoseconds):
@@ -102,21 +107,94 @@ plot "-" using 1:2:3 with labels point pt 7 ps 0.5 lc rgb "#225588" offset 0,0.6
     subprocess.run(["gnuplot"], input=script, text=True, check=True)
 
 
+def human_bytes(count):
+    for unit, factor in (("GB", 1e9), ("MB", 1e6), ("kB", 1e3)):
+        if count >= factor:
+            return f"{count / factor:.3g} {unit}"
+    return f"{count:.3g} B"
+
+
+def exponent(points):
+    """The slope of the best line through the larger half of (size, cost), as logarithms: small sizes tell of what a
+    call costs at all."""
+    points = sorted(points)[-max(3, (len(points) + 1) // 2):]
+    x, y = zip(*((math.log(size), math.log(cost)) for size, cost in points))
+    return statistics.linear_regression(x, y).slope
+
+
+def curves(growth):
+    """A row a curve: title, its unit, how a cost is shown, {size: cost}, exponent, the exponent allowed."""
+    for question, sizes in growth.items():
+        title, unit, *bars = GROWTH[question]
+        for at, (what, show) in enumerate((("", human), (", memory", human_bytes))):
+            points = {size: costs[at] for size, costs in sorted(sizes.items()) if costs[at]}
+            if bars[at] is not None and len(points) >= 3:
+                yield title + what, unit, show, points, exponent(points.items()), bars[at]
+
+
+def growth_table(all_curves):
+    yield "| what | from | to | its cost | grows as | bar | |"
+    yield "|---|---:|---:|---|---|---|---|"
+    for title, unit, show, points, power, bar in all_curves:
+        first, last = min(points), max(points)
+        yield (f"| {title} | {first:,} | {last:,} {unit} | {show(points[first])} to {show(points[last])} | "
+               f"n^{power:.2f} | n^{bar:.2f} | {'missed' if power > bar else ''} |")
+
+
+def growth_plot(all_curves, picture):
+    """A small plot a curve: what was measured, and the steepest line that the bar allows through the last point."""
+    columns = 4
+    lines = math.ceil(len(all_curves) / columns)
+    script = f"""
+set terminal svg size 1200,{230 * lines} font "sans,10" background "white"
+set output "{picture}"
+set multiplot layout {lines},{columns}
+set logscale xy
+set format x "10^{{%L}}"
+set grid lc rgb "#dddddd"
+unset key
+"""
+    for title, unit, show, points, power, bar in all_curves:
+        scale = 1e9 if show is human else 1
+        last, end = max(points), points[max(points)] / scale
+        low, high = min(points.values()) / scale, max(points.values()) / scale
+        data = "".join(f"{size} {cost / scale}\n" for size, cost in points.items())
+        script += f"""
+set title "{title}\\nn^{{{power:.2f}}}{' MISSED' if power > bar else ''}" font "sans,11"
+set xlabel "{unit}"
+set ylabel "{'seconds' if show is human else 'bytes'}"
+set format y "10^{{%L}}"
+set yrange [{low / 3}:{high * 3}]
+plot {end} * (x / {last}) ** {bar} with lines lc rgb "#bbbbbb" dt 2, \
+  "-" with linespoints pt 7 ps 0.5 lc rgb "{'#225588' if show is human else '#885522'}"
+{data}e
+"""
+    subprocess.run(["gnuplot"], input=script + "unset multiplot\n", text=True, check=True)
+
+
+def write_between(page, mark, lines):
+    text = page.read_text()
+    begin, end = f"<!-- {mark}: begin -->", f"<!-- {mark}: end -->"
+    before, after = text[:text.index(begin) + len(begin)], text[text.index(end):]
+    page.write_text("\n".join([before, *lines, after]))
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--write")
     parser.add_argument("results", nargs="+")
     options = parser.parse_args()
-    all_rows = list(rows(load(options.results)))
-    lines = list(table(all_rows))
-    print("\n".join(lines))
+    medians, growth = load(options.results)
+    all_rows, all_curves = list(rows(medians)), list(curves(growth))
+    lines, growth_lines = list(table(all_rows)), list(growth_table(all_curves))
+    print("\n".join((lines if all_rows else []) + (growth_lines if all_curves else [])))
     if options.write:
         page = pathlib.Path(options.write)
-        text = page.read_text()
-        before, after = text[:text.index(BEGIN) + len(BEGIN)], text[text.index(END):]
-        page.write_text("\n".join([before, f"Measured on: {machine()}.", "", *lines, after]))
+        write_between(page, "figures", [f"Measured on: {machine()}.", "", *lines])
         plot(all_rows, page.with_suffix(".svg"))
-    sys.exit(any(not row[-1] for row in all_rows))
+        write_between(page, "growth", growth_lines)
+        growth_plot(all_curves, page.with_name(page.stem + "-growth.svg"))
+    sys.exit(any(not row[-1] for row in all_rows) or any(power > bar for *_, power, bar in all_curves))
 
 
 main()

@@ -28,7 +28,7 @@ TEST(Decompressor, ServesOneBlockThatMayBeItsOwn) {
 
 TEST(Decompressor, ComparesABlockWithItsContent) {
   const std::string text(200'000, 'a');
-  for (const std::size_t size : {1, 65'536, 200'000}) {
+  for (const std::size_t size : {1U, 65'536U, 200'000U}) {
     const ByteBuffer content(text.substr(0, size)), block = pack(textOf(content));
     EXPECT_TRUE(zed::IsBlockOf(block, content));
     for (const std::string& other : {text.substr(0, size - 1), text.substr(0, size) + 'a',

@@ -38,8 +38,8 @@ void popFrom(std::uint64_t thread, std::uint64_t number) noexcept {
   const auto found = s_stacks->find(thread);
   if (found == s_stacks->end()) return;
   Stack& stack = found->second;
-  const auto own = std::ranges::find(stack, number, &Entry::number);
-  if (own == stack.end()) return;
+  const auto own = std::ranges::lower_bound(stack, number, {}, &Entry::number);  // numbers only grow
+  if (own == stack.end() || own->number != number) return;
   stack.erase(own, stack.end());
   if (stack.empty()) s_stacks->erase(found);
 }

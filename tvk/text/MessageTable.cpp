@@ -24,25 +24,35 @@
 namespace tvk {
 namespace {
 
-// What was registered besides the built-in texts. Entries are added and never change or go, so that a look-up
-// takes no lock; they are not destroyed either, as texts are asked for until the very end of the process.
+// What was registered besides the built-in texts: a tree below each bucket, which branches by the bits of the
+// spread code that the bucket has not used. Entries are added and never change or go, so that a look-up takes no
+// lock; they are not destroyed either, as texts are asked for until the very end of the process.
 struct Registered {
+  using Place = std::atomic<const Registered*>;
   MessageEntry entry;
-  const Registered* next;
+  mutable Place below[4]{};
 };
 
 constexpr unsigned bucketBits = 13;
-constinit std::atomic<const Registered*> s_registered[1u << bucketBits];
+constinit Registered::Place s_registered[1u << bucketBits];
 constinit std::mutex s_registrationLock;
 
-std::atomic<const Registered*>& bucketOf(std::uint32_t code) noexcept {
-  constexpr std::uint32_t goldenRatio = 2654435769;  // spreads codes that follow one another at any step
-  return s_registered[(code * goldenRatio) >> (32 - bucketBits)];
+// Where the entry of the code is, or would be.
+Registered::Place& placeOf(std::uint32_t code) noexcept {
+  constexpr std::uint32_t goldenRatio = 2654435769;  // odd: each code has bits of its own
+  std::uint32_t bits = code * goldenRatio;
+  Registered::Place* place = &s_registered[bits >> (32 - bucketBits)];
+  bits <<= bucketBits;
+  while (const Registered* const found = place->load(std::memory_order_acquire)) {
+    if (found->entry.code == code) break;
+    place = &found->below[bits >> 30];
+    bits <<= 2;
+  }
+  return *place;
 }
 
 const StringBase<char>* registeredText(std::uint32_t code) noexcept {
-  const Registered* found = bucketOf(code).load(std::memory_order_acquire);
-  while (found != nullptr && found->entry.code != code) found = found->next;
+  const Registered* const found = placeOf(code).load(std::memory_order_acquire);
   return found != nullptr ? &found->entry.text : nullptr;
 }
 
@@ -202,9 +212,9 @@ std::vector<std::string> modulesToAsk() {
 
 bool registerMessage(const StringBase<char>&, const MessageEntry& entry) {
   const std::lock_guard lock(s_registrationLock);
-  if (isBuiltin(entry.code) || registeredText(entry.code) != nullptr) return false;
-  auto& bucket = bucketOf(entry.code);
-  bucket.store(new Registered{entry, bucket.load(std::memory_order_relaxed)}, std::memory_order_release);
+  Registered::Place& place = placeOf(entry.code);
+  if (isBuiltin(entry.code) || place.load(std::memory_order_relaxed) != nullptr) return false;
+  place.store(new Registered{entry}, std::memory_order_release);
   return true;
 }
 
