@@ -83,10 +83,14 @@ void tree(const std::string& from, const std::string& to, const std::string& cop
       .side("std::filesystem", back, [=] { return fs::remove_all(copied) > 0; })
       .side("rm -r", back, [=] { return command("rm", "-r", copied); });
   const std::string moved = to + "/moved";
+  const auto movedBack = [=] {
+    if (!fs::exists(moved)) back();
+    if (!fs::exists(copied)) fs::rename(moved, copied);
+  };
   bench::Question<bool>("move_tree")
-      .side("tvk", back, [=] { return tvk::File(copied).move(moved), true; })
-      .side("std::filesystem", back, [=] { return fs::rename(copied, moved), true; })
-      .side("mv", back, [=] { return command("mv", copied, moved); });
+      .side("tvk", movedBack, [=] { return tvk::File(copied).move(moved), true; })
+      .side("std::filesystem", movedBack, [=] { return fs::rename(copied, moved), true; })
+      .side("mv", movedBack, [=] { return command("mv", copied, moved); });
 }
 
 }  // namespace

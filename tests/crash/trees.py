@@ -213,6 +213,7 @@ CHANGES = [("file", "echo more >>file", "tail -n 1 file | grep more"),
 def check_moves():
     """What was changed or replaced while it was moved to another device stays."""
     with work_folder(other_device(folder)) as there:
+        _, start = at_call(0, "", *command("move", folder + b"/none", there + b"/moved"))
         for name, deed, remains in CHANGES:
             place = folder + b"/changes"
             os.makedirs(place + b"/tree")
@@ -225,9 +226,10 @@ def check_moves():
             require(done[0] == 0 and not os.path.lexists(line[-2]), "move of", name, done)
             run("rm", "-rf", place, there + b"/moved")
             os.rename(folder + b"/again", place)
-            done, _ = at_call(end * 3 // 4, f"cd {os.fsdecode(place)}; {deed}", *line)
+            middle = (start + end) // 2
+            done, _ = at_call(middle, f"cd {os.fsdecode(place)}; {deed}", *line)
             kept = run("sh", "-c", remains, cwd=place)[0] == 0
-            require(done[0] == 1 and kept, f"{deed}, at call {end * 3 // 4} of {end} of a move:", done)
+            require(done[0] == 1 and kept, f"{deed}, at call {middle} of {end} of a move:", done)
             run("rm", "-rf", place, there + b"/moved")
     print(f"moves of what changes: {len(CHANGES)}", flush=True)
 

@@ -63,7 +63,7 @@ def as_the_commands():
 def across_devices():
     def move(source, target):
         """As if these lay on two devices."""
-        return succeeds(PROBE, "move", source, target, LD_PRELOAD=SHIM, TVK_FAULT="rename:1+:EXDEV",
+        return succeeds(PROBE, "move", source, target, LD_PRELOAD=SHIM, TVK_FAULT="rename*:1+:EXDEV",
                         ASAN_OPTIONS="detect_leaks=0:verify_asan_link_order=0")
     everything = "%U %G %b %T@"
     shell(TREE + "rm a/p; chmod 2711 a; touch -d 2000-01-01 a; truncate -s 1M a/s/h")

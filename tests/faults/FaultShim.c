@@ -4,6 +4,7 @@
 
 #include <dlfcn.h>
 #include <errno.h>
+#include <fnmatch.h>
 #include <glob.h>
 #include <limits.h>
 #include <malloc.h>
@@ -25,9 +26,10 @@
 enum { CALLS(NUMBER) OWN_CALLS(NUMBER) callCount };
 static const char* const s_calls[] = {CALLS(NAME) OWN_CALLS(NAME)};
 
-enum { anyCall = -1, noCall = -2, notCounted = -3, SHORT = 1000, KILL };
+enum { SHORT = 1000, KILL };
 
-static volatile int s_call = noCall; /* the one that is to fail */
+static volatile enum { NoCall, NotCounted, AnyCall, ChosenCalls } s_which; /* those that are to fail */
+static char s_isChosen[callCount];
 static int s_error;
 static long s_first, s_last, s_uses[callCount], s_allUses, s_fired, s_blocks;
 static long s_room = -1; /* bytes that may still be written; -1 for no limit */
@@ -36,10 +38,10 @@ static long s_room = -1; /* bytes that may still be written; -1 for no limit */
 
 /* The error that this use is to fail with, or 0. */
 static int nextUse(int call) {
-  if (s_call == notCounted) return 0;
+  if (s_which == NotCounted) return 0;
   const long own = ADD(s_uses[call], 1);
   const long all = call != call_malloc ? ADD(s_allUses, 1) : 0;
-  const long use = s_call == call ? own : s_call == anyCall ? all : 0;
+  const long use = s_which == AnyCall ? all : s_which == ChosenCalls && s_isChosen[call] ? own : 0;
   if (use < s_first || use > s_last || use == 0) return 0;
   if (s_error == KILL) raise(SIGKILL);
   ADD(s_fired, 1);
@@ -154,20 +156,21 @@ static int errorCalled(const char* name) {
 
 void faultSet(const char* fault) {
   char name[32] = "", separator[8] = "", error[32] = "";
-  int call = 0;
-  s_call = notCounted;
+  int count = 0;
+  s_which = NotCounted;
   if (fault == NULL) return;
   s_fired = s_allUses = 0;
   memset(s_uses, 0, sizeof s_uses);
   sscanf(fault, "%31[^:]:%ld%7[+:]%31s", name, &s_first, separator, error);
   s_last = separator[0] == '+' ? LONG_MAX : s_first;
-  while (call < callCount && strcmp(s_calls[call], name) != 0) ++call;
+  for (int call = 0; call < callCount; ++call)
+    count += s_isChosen[call] = fnmatch(name, s_calls[call], 0) == 0;
   s_error = errorCalled(error);
-  if (s_error == 0 || (call == callCount && strcmp(name, "any") != 0)) {
+  if (s_error == 0 || (count == 0 && strcmp(name, "any") != 0)) {
     dprintf(STDERR_FILENO, "no such fault: %s\n", fault);
     abort();
   }
-  s_call = call < callCount ? call : anyCall;
+  s_which = count != 0 ? ChosenCalls : AnyCall;
 }
 
 __attribute__((constructor)) static void begin(void) {
@@ -177,7 +180,7 @@ __attribute__((constructor)) static void begin(void) {
 }
 
 __attribute__((destructor)) static void end(void) {
-  s_call = notCounted;
+  s_which = NotCounted;
   s_room = -1;
   const char* const path = getenv("TVK_FAULT_COUNTS");
   FILE* const counts = path != NULL ? fopen(path, "w") : NULL;

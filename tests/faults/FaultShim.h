@@ -2,8 +2,9 @@
    a call is the n-th since the fault was set; allocations of every kind are uses of "malloc", and "any" stands
    for all calls but those. calls.py has the calls, and the errors that fit each of them.
 
-     TVK_FAULT=CALL:N:ERROR    the N-th use fails, with "N+" all from there on. ERROR is the name of an error
-                               number; SHORT halves what is read or written, KILL ends the process instead.
+     TVK_FAULT=CALL:N:ERROR    the N-th use fails, with "N+" all from there on. CALL may hold wildcards.
+                               ERROR is the name of an error number; SHORT halves what is read or
+                               written, KILL ends the process instead.
      TVK_FAULT_BYTES=N         all that is written together has N bytes of room; then ENOSPC
      TVK_FAULT_COUNTS=PATH     at the end of the process: faultCounts() */
 #ifndef TVK_TESTS_FAULT_SHIM_H

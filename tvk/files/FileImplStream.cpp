@@ -14,8 +14,8 @@
 #include <tvk/files/FileStatus.h>
 #include <tvk/process/Platform.h>
 
-// Every operation clears errno first: what the stream refuses by itself sets none, and a value left over from
-// elsewhere would pick the wrong code.
+// Every operation that asks the stream clears errno first: what the stream refuses by itself sets none, and a value
+// left over from elsewhere would pick the wrong code.
 
 namespace tvk {
 namespace {
@@ -28,7 +28,7 @@ struct BufferMemory : std::filebuf {
   static bool put(std::filebuf& buffer, const void* data, std::size_t count) {
     char* const next = (buffer.*&BufferMemory::pptr)();
     if (count == 0 || count > static_cast<std::size_t>((buffer.*&BufferMemory::epptr)() - next)) return false;
-    std::memcpy(next, data, count);
+    copy(next, data, count);
     (buffer.*&BufferMemory::pbump)(static_cast<int>(count));
     return true;
   }
@@ -42,9 +42,24 @@ struct BufferMemory : std::filebuf {
   static bool get(std::filebuf& buffer, void* data, std::size_t count) {
     const char* const next = (buffer.*&BufferMemory::gptr)();
     if (count == 0 || count > static_cast<std::size_t>((buffer.*&BufferMemory::egptr)() - next)) return false;
-    std::memcpy(data, next, count);
+    copy(data, next, count);
     (buffer.*&BufferMemory::gbump)(static_cast<int>(count));
     return true;
+  }
+
+ private:
+  // A call for each number would cost more than its bytes.
+  static void copy(void* to, const void* from, std::size_t count) {
+    switch (count) {
+      case 4:
+        std::memcpy(to, from, 4);
+        break;
+      case 8:
+        std::memcpy(to, from, 8);
+        break;
+      default:
+        std::memcpy(to, from, count);
+    }
   }
 };
 
@@ -131,9 +146,13 @@ void FileImplStream::attach(int descriptor) {
 
 std::size_t FileImplStream::read(void* buffer, std::size_t count) {
   const CriticalSectionLock hold(m_lock);
+  if (m_direction == Direction::Reading && BufferMemory::get(*rdbuf(), buffer, count)) return count;
+  return readThrough(buffer, count);
+}
+
+std::size_t FileImplStream::readThrough(void* buffer, std::size_t count) {
   errno = 0;
   if (m_direction != Direction::Reading && !startReading()) return 0;
-  if (BufferMemory::get(*rdbuf(), buffer, count)) return count;
   constexpr std::size_t most = std::numeric_limits<std::streamsize>::max();
   try {
     return static_cast<std::size_t>(
@@ -154,14 +173,18 @@ bool FileImplStream::startReading() {
 
 void FileImplStream::write(const void* data, std::size_t count) {
   const CriticalSectionLock hold(m_lock);
-  errno = 0;
-  if (m_direction != Direction::Writing) startWriting();
-  if (!BufferMemory::put(*rdbuf(), data, count)) {
-    const std::streamsize put =
-        rdbuf()->sputn(static_cast<const char*>(data), static_cast<std::streamsize>(count));
-    if (static_cast<std::size_t>(put) != count) failOutput();
+  if (m_direction != Direction::Writing || !BufferMemory::put(*rdbuf(), data, count)) {
+    writeThrough(data, count);
   }
   m_written += count;
+}
+
+void FileImplStream::writeThrough(const void* data, std::size_t count) {
+  errno = 0;
+  if (m_direction != Direction::Writing) startWriting();
+  const std::streamsize put =
+      rdbuf()->sputn(static_cast<const char*>(data), static_cast<std::streamsize>(count));
+  if (static_cast<std::size_t>(put) != count) failOutput();
 }
 
 // The standard wants a positioning between reading and writing.

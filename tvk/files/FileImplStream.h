@@ -59,6 +59,8 @@ class TVK_EXPORT FileImplStream : public FileImpl, public std::basic_fstream<cha
   bool holdsPlace() const TVK_REQUIRES(m_lock);
   std::uint64_t position() TVK_REQUIRES(m_lock);
   void seekTo(std::streamoff offset, std::ios_base::seekdir from, std::int64_t code) TVK_REQUIRES(m_lock);
+  std::size_t readThrough(void* buffer, std::size_t count) TVK_REQUIRES(m_lock);
+  void writeThrough(const void* data, std::size_t count) TVK_REQUIRES(m_lock);
   bool startReading() TVK_REQUIRES(m_lock);
   void startWriting() TVK_REQUIRES(m_lock);
   void takeBackOutput() TVK_REQUIRES(m_lock);

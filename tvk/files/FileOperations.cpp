@@ -54,7 +54,7 @@ bool succeeds(Work work) {
 bool File::remove() { return holdsZero(m_name) ? refuse(EINVAL) : std::remove(m_name.c_str()) == 0; }
 
 void File::move(const FileString& target) {
-  const FileString source = name();
+  const FileString& source = name();
   const FileString place = normalisedCopy(target);
   if (!succeeds([&] { return isAbsolute(place) ? detail::moveTree(source, place) : ENOENT; })) {
     throw FileException(1013, source, errno);

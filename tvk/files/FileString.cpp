@@ -84,7 +84,8 @@ void normalise(FileString& path) {
   } else if (!isAbsolute(path)) {
     path = joinedCopy(platform::currentFolder(), path);
   }
-  path = withoutDoubleDots(withoutDots(path));
+  if (path.find("/./") != none) path = withoutDots(path);
+  if (path.find("/../") != none) path = withoutDoubleDots(path);
 }
 
 FileString normalisedCopy(const FileString& path) {

@@ -7,9 +7,11 @@
 #include <locale.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <clocale>
 #include <cstring>
+#include <deque>
 #include <new>
 #include <optional>
 #include <string>
@@ -62,21 +64,31 @@ bool collatesBytes() {
 // A name with the beginning of what tells it from the others, as a number that compares like the bytes.
 struct SortedName {
   const char* name;
+  std::size_t length;
   std::uint64_t key;
 };
 
+// What may be read behind a name to make its key.
+constexpr std::size_t keySize = sizeof(std::uint64_t);
+
+std::uint64_t keyOf(const char* text, std::size_t length) {
+  std::uint64_t key;
+  std::memcpy(&key, text, keySize);
+  if constexpr (std::endian::native == std::endian::little) key = __builtin_bswap64(key);
+  if (length >= keySize) return key;
+  return length == 0 ? 0 : key & ~std::uint64_t{0} << 8 * (keySize - length);
+}
+
 void sortByBytes(std::vector<SortedName>& names) {
-  std::size_t common = names.empty() ? 0 : std::strlen(names.front().name);
+  if (names.size() < 2) return;
+  const char* const first = names.front().name;
+  std::size_t common = names.front().length;
   for (const SortedName& each : names) {
-    const char* const first = names.front().name;
-    common = static_cast<std::size_t>(std::mismatch(first, first + common, each.name).first - first);
+    std::size_t same = 0;
+    while (same < common && each.name[same] == first[same]) ++same;
+    common = same;
   }
-  for (SortedName& each : names) {
-    const char* at = each.name + common;
-    for (int shift = 56; shift >= 0 && *at != '\0'; shift -= 8, ++at) {
-      each.key |= static_cast<std::uint64_t>(characters::toUnsigned(*at)) << shift;
-    }
-  }
+  for (SortedName& each : names) each.key = keyOf(each.name + common, each.length - common);
   std::sort(names.begin(), names.end(), [common](const SortedName& a, const SortedName& b) {
     return a.key != b.key ? a.key < b.key : std::strcmp(a.name + common, b.name + common) < 0;
   });
@@ -131,10 +143,15 @@ class Matcher {
     Name,      // one component without wildcards: it exists or not
     Path,      // several components, or none: glob()'s
   };
+  // In m_names, where a zero stands behind it.
+  struct Name {
+    std::size_t at;
+    std::size_t length;
+  };
   struct Pattern {
     FileString text;
     Kind kind;
-    std::vector<std::size_t> matches;  // where in m_names they begin
+    std::vector<Name> matches;
   };
 
   static Kind kindOf(const FileString& pattern) {
@@ -197,10 +214,10 @@ class Matcher {
     }
     m_reader.start(descriptor.get());
     while (const char* const name = m_reader.next()) {
-      const std::size_t length = std::strlen(name) + 1;
+      const std::size_t length = std::strlen(name);
       if (m_isRecursive && !path.empty() && isFolderEntry(descriptor.get(), name)) {
-        if (m_prefix.size() + length <= PATH_MAX) {
-          folder.folders.append(name, length);
+        if (m_prefix.size() + length < PATH_MAX) {
+          folder.folders.append(name, length + 1);
         } else {
           fail(ENAMETOOLONG);
         }
@@ -210,11 +227,12 @@ class Matcher {
         if (!matches(pattern, name)) continue;
         if (at == std::string::npos) {
           at = m_names.size();
-          m_names.append(name, length);
+          m_names.append(name, length + 1);
         }
-        pattern.matches.push_back(at);
+        pattern.matches.push_back({at, length});
       }
     }
+    m_names.append(keySize, '\0');
     fail(m_reader.error());
     if (folder.folders.empty()) return true;
     if (fstatat(descriptor.get(), ".", &status, 0) == 0) {
@@ -240,12 +258,12 @@ class Matcher {
     return m_entries[m_count++];
   }
 
-  void addMatches(const std::vector<std::size_t>& matches) {
+  void addMatches(const std::vector<Name>& matches) {
     m_sorted.clear();
-    for (const std::size_t at : matches) m_sorted.push_back({m_names.data() + at, 0});
+    for (const Name& name : matches) m_sorted.push_back({m_names.data() + name.at, name.length, 0});
     if (m_collatesBytes) sortByBytes(m_sorted);
     const auto first = static_cast<std::ptrdiff_t>(m_count);
-    for (const SortedName& each : m_sorted) addEntry().assign(m_prefix).append(each.name);
+    for (const SortedName& each : m_sorted) addEntry().assign(m_prefix).append(each.name, each.length);
     if (m_collatesBytes) return;
     // Other locales look at the whole: what is in front of the name may count.
     std::sort(
@@ -327,10 +345,19 @@ void FileTreeScan::scanFolder(const FileString& path) {
     onFolderVisited();
   };
   Matcher matcher(m_specification, (m_flags & ScanRecursive) != 0);
-  std::vector<Level> levels;
-  const auto visit = [&](Level level) {
-    const FileString& folder = level.folder.path;
-    matcher.look(level.folder);
+  // The first of them, as many as the folder at hand is deep, are in use; the others keep their memory.
+  std::deque<Level> levels;
+  std::size_t depth = 0;
+  const auto enter = [&]() -> Folder& {
+    if (depth == levels.size()) levels.emplace_back();
+    Level& level = levels[depth++];
+    level.next = 0;
+    level.folder.folders.clear();
+    return level.folder;
+  };
+  const auto visit = [&](Folder& toVisit) {
+    const FileString& folder = toVisit.path;
+    matcher.look(toVisit);
     m_fileCount = 0;
     m_folderError = matcher.error();
     setName(folder.c_str());
@@ -342,19 +369,25 @@ void FileTreeScan::scanFolder(const FileString& path) {
       onFile(entry);
     }
     if ((m_options & ScanFoldersAfter) == 0) visited(folder);
-    levels.push_back(std::move(level));
   };
-  visit({{path, std::nullopt, {}, {}}});
-  while (!levels.empty()) {
-    Level& level = levels.back();
+  Folder& start = enter();
+  start.path = path;
+  visit(start);
+  while (depth != 0) {
+    Level& level = levels[depth - 1];
     const Folder& folder = level.folder;
     if (level.next < folder.folders.size()) {
-      const char* const name = folder.folders.data() + level.next;
-      level.next += std::strlen(name) + 1;
-      visit({{joinedCopy(folder.path, name), folder.identity, {}, {}}});
+      const std::string_view name = folder.folders.data() + level.next;
+      level.next += name.size() + 1;
+      Folder& below = enter();
+      below.path = folder.path;
+      if (!below.path.ends_with('/')) below.path.append(1, '/');
+      below.path.append(name);
+      below.above = folder.identity;
+      visit(below);
     } else {
       if ((m_options & ScanFoldersAfter) != 0) visited(folder.path);
-      levels.pop_back();
+      --depth;
     }
   }
 }

@@ -241,9 +241,13 @@ void closeQuietly(int descriptor) noexcept {
   if (descriptor >= 0) close(descriptor);
 }
 
+bool renameToFresh(int folder, const char* from, const char* to) noexcept {
+  return renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0;
+}
+
 // Not every file system can refuse; a second link refuses everywhere, and the first one then goes.
 bool renameNoReplace(int folder, const char* from, const char* to) noexcept {
-  if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) return true;
+  if (renameToFresh(folder, from, to)) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
   return linkat(folder, from, folder, to, 0) == 0 && unlinkat(folder, from, 0) == 0;
 }
@@ -282,11 +286,13 @@ bool hasHoles(const struct stat& status) {
 
 }  // namespace
 
-bool copyContents(int from, int to) {
-  struct stat source;
+bool copyContents(int from, const struct stat& source, int to) {
   struct stat target;
-  if (fstat(from, &source) != 0 || fstat(to, &target) != 0) return false;
-  const bool bySections = hasHoles(source) && S_ISREG(target.st_mode);
+  bool bySections = hasHoles(source);
+  if (bySections) {
+    if (fstat(to, &target) != 0) return false;
+    bySections = S_ISREG(target.st_mode);
+  }
   // One that grows as fast as it is read is not followed until the disk is full. What the system makes up while
   // it is read has size 0.
   const off_t size =
@@ -326,11 +332,12 @@ void copyExtendedAttributes(int from, int to) {
   }
 }
 
-FolderReader::FolderReader() : m_buffer(32 * 1024) {}
+FolderReader::FolderReader() = default;
 
 FolderReader::~FolderReader() = default;
 
-void FolderReader::start(int folder) noexcept {
+void FolderReader::start(int folder) {
+  if (m_buffer == nullptr) m_buffer = std::make_unique_for_overwrite<char[]>(bufferSize);
   m_folder = folder;
   m_at = m_end = 0;
   m_error = 0;
@@ -339,13 +346,13 @@ void FolderReader::start(int folder) noexcept {
 const char* FolderReader::next() noexcept {
   for (;;) {
     if (m_at == m_end) {
-      const ssize_t filled = getdents64(m_folder, m_buffer.data(), m_buffer.size());
+      const ssize_t filled = getdents64(m_folder, m_buffer.get(), bufferSize);
       m_error = filled < 0 ? errno : 0;
       if (filled <= 0) return nullptr;
       m_at = 0;
       m_end = static_cast<std::size_t>(filled);
     }
-    const auto* const entry = reinterpret_cast<const dirent64*>(m_buffer.data() + m_at);
+    const auto* const entry = reinterpret_cast<const dirent64*>(m_buffer.get() + m_at);
     m_at += entry->d_reclen;
     const char* const name = entry->d_name;
     if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;

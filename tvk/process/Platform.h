@@ -7,11 +7,14 @@
 #include <cstdio>
 #include <ctime>
 #include <ios>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <tvk/Export.h>
+
+struct stat;
 
 namespace tvk::platform {
 
@@ -77,10 +80,10 @@ TVK_EXPORT void occupyStandardDescriptors() noexcept;
 // descriptor is then closed.
 TVK_EXPORT bool attachDescriptor(std::filebuf& buffer, int descriptor, std::ios_base::openmode way);
 
-// Copies the whole contents of a file just opened into another one, of a regular file what it has at this moment;
-// what is a hole stays one where the host can tell. False, with errno, when not everything could be read or
-// written.
-TVK_EXPORT bool copyContents(int from, int to);
+// Copies the whole contents of a file just opened into another one, of a regular file what it has by `source`, its
+// status; what is a hole stays one where the host can tell. False, with errno, when not everything could be read
+// or written.
+TVK_EXPORT bool copyContents(int from, const struct stat& source, int to);
 
 // Whether an error number says that owner, mode or times of a file cannot be set here or by us, rather than
 // that something broke.
@@ -106,6 +109,9 @@ class TVK_EXPORT QuietScope {
 // Closes a descriptor, if it is one, without a word and as a quiet scope.
 TVK_EXPORT void closeQuietly(int descriptor) noexcept;
 
+// Renames in one step what no other file has the new name of. False, with errno, also where the file system
+// cannot tell.
+TVK_EXPORT bool renameToFresh(int folder, const char* from, const char* to) noexcept;
 // Renames within a folder, unless there is a file of the new name already: then false with EEXIST in errno.
 TVK_EXPORT bool renameNoReplace(int folder, const char* from, const char* to) noexcept;
 
@@ -118,7 +124,7 @@ class TVK_EXPORT FolderReader {
   FolderReader& operator=(const FolderReader&) = delete;
 
   // Begins with a folder just opened for reading; the descriptor stays the caller's.
-  void start(int folder) noexcept;
+  void start(int folder);
   // The next name, or null at the end and after an error, which Error() tells (0 at the end). It lives until
   // the next call. "." and ".." are left out.
   const char* next() noexcept;
@@ -127,7 +133,8 @@ class TVK_EXPORT FolderReader {
   int error() const noexcept { return m_error; }
 
  private:
-  std::vector<char> m_buffer;
+  static constexpr std::size_t bufferSize = 32 * 1024;
+  std::unique_ptr<char[]> m_buffer;  // made for the first folder
   int m_folder = -1;
   std::size_t m_at = 0;
   std::size_t m_end = 0;

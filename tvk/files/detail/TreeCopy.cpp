@@ -41,8 +41,9 @@ class TreeCopy {
         m_isForced(mode == CopyMode::Forced || mode == CopyMode::Tree),
         m_isExact(mode == CopyMode::Exact) {}
 
-  int run(const std::string& source) {
-    m_levels.push_back({{}, {}, m_isExact, 0});
+  // `isFresh`: there is nothing at the target.
+  int run(const std::string& source, bool isFresh) {
+    m_levels.push_back({{}, {}, isFresh, 0});
     copyEntry(source.c_str(), m_target.c_str());
     while (!m_isLost && (m_levels.size() > 1 || !m_levels.back().folders.empty())) {
       if (m_levels.back().folders.empty()) {
@@ -237,7 +238,7 @@ class TreeCopy {
       to = openAt(m_to.top(), targetName, O_WRONLY | O_CREAT | O_EXCL, mode);
       if (!to) return fail(errno);
     }
-    if (!platform::copyContents(from.get(), to.get())) return fail(errno);
+    if (!platform::copyContents(from.get(), status, to.get())) return fail(errno);
     if (m_isExact) {
       fail(changeOf(from.get(), source));
       keepAttributes(from.get(), to.get(), source);
@@ -299,10 +300,12 @@ class TreeCopy {
 
 }  // namespace
 
-int resolveTarget(const std::string& source, std::string& target) {
+int resolveTarget(const std::string& source, std::string& target, bool* isMissing) {
   struct stat status;
-  if (stat(target.c_str(), &status) != 0)
+  if (stat(target.c_str(), &status) != 0) {
+    if (isMissing != nullptr) *isMissing = errno == ENOENT;
     return errno == ENOENT || errno == ENOTDIR || errno == ELOOP ? 0 : errno;
+  }
   if (!S_ISDIR(status.st_mode)) return 0;
   const std::string bare = source.substr(0, source.find_last_not_of('/') + 1);
   const std::string name = bare.substr(bare.rfind('/') + 1);
@@ -313,8 +316,13 @@ int resolveTarget(const std::string& source, std::string& target) {
 int copyTree(const std::string& source, const std::string& target, CopyMode mode) {
   if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
   std::string place = target;
-  const int error = mode == CopyMode::Exact ? 0 : resolveTarget(source, place);
-  return error != 0 ? error : TreeCopy(place, mode).run(source);
+  bool isMissing = mode == CopyMode::Exact;
+  if (mode != CopyMode::Exact) {
+    if (const int error = resolveTarget(source, place, &isMissing); error != 0) return error;
+    // A link that leads nowhere may lie in the way of a link or a folder.
+    if (mode == CopyMode::Tree) isMissing = false;
+  }
+  return TreeCopy(place, mode).run(source, isMissing);
 }
 
 }  // namespace tvk::detail

@@ -20,7 +20,8 @@ enum class CopyMode {
 int copyTree(const std::string& source, const std::string& target, CopyMode mode);
 
 // Where a copy or a move of the source comes to lie: in the target when that is a folder, otherwise there.
-// Answers 0, or the error number when the system does not tell whether it is one.
-int resolveTarget(const std::string& source, std::string& target);
+// Answers 0, or the error number when the system does not tell whether it is one. With `isMissing` it tells
+// whether the target led to nothing.
+int resolveTarget(const std::string& source, std::string& target, bool* isMissing = nullptr);
 
 }  // namespace tvk::detail

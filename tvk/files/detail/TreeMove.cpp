@@ -11,6 +11,7 @@
 #include <tvk/files/detail/FolderChain.h>
 #include <tvk/files/detail/TreeCopy.h>
 #include <tvk/files/detail/TreeRemoval.h>
+#include <tvk/process/Platform.h>
 
 namespace tvk::detail {
 namespace {
@@ -55,6 +56,8 @@ int moveByCopy(const std::string& source, const struct stat& from, const std::st
 
 int moveTree(const std::string& source, const std::string& target) {
   if (source.find('\0') != std::string::npos || target.find('\0') != std::string::npos) return EINVAL;
+  // What follows is for what is in the way, and for what stands in the way of this.
+  if (platform::renameToFresh(AT_FDCWD, source.c_str(), target.c_str())) return 0;
   std::string place = target;
   struct stat from;
   struct stat to;
