@@ -10,7 +10,9 @@ ArgumentList::ArgumentList(std::initializer_list<const char*> texts) {
 }
 
 ArgumentList::ArgumentList(int argc, const char* const* argv) {
-  for (int i = 1; argv != nullptr && i < argc; ++i) Add(argv[i]);
+  if (argv == nullptr || argc < 2) return;
+  m_texts.reserve(static_cast<std::size_t>(argc) - 1);
+  for (int i = 1; i < argc; ++i) Add(argv[i]);
 }
 
 void ArgumentList::Add(const char* text) { m_texts.push_back(text != nullptr ? text : ""); }

@@ -29,12 +29,7 @@ constexpr const char* monthNames = "Jan\tFeb\tMar\tApr\tMay\tJun\tJul\tAug\tSep\
 constexpr const char* zoneNames = "HST\tAKST\tPST\tMST\tCST\tEST\tAST\tUTC\tCET\tEET\tMSK";
 constexpr std::int32_t zoneMinutes[] = {-600, -540, -480, -420, -360, -300, -240, 0, 60, 120, 180};
 
-bool areEqual(char left, char right) { return toLower(left) == toLower(right); }
-
-// Whether `text` begins with `word`, in either case.
-bool beginsWith(std::string_view text, std::string_view word) {
-  return text.size() >= word.size() && std::equal(word.begin(), word.end(), text.begin(), areEqual);
-}
+bool areEqual(char left, char right) { return left == right || toLower(left) == toLower(right); }
 
 }  // namespace
 
@@ -291,28 +286,26 @@ char CommandLineParsing::ReadOneOf(const char* chars) {
 
 int CommandLineParsing::ReadKeyword(const char* keywords) {
   NeedText();
-  std::string_view list = keywords != nullptr ? keywords : "";
-  std::string_view text = m_position;
-  const bool isByPrefix = std::any_of(list.begin(), list.end(), isDigit);
-  if (!isByPrefix)
-    text = text.substr(
-        0, static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isLetter) - text.begin()));
+  if (keywords == nullptr || *keywords == '\0') return -1;
+  const bool isByPrefix = strpbrk(keywords, "0123456789") != nullptr;
 
   int found = -1;
-  std::size_t length = 0;
-  bool isMore = !list.empty();
-  for (int index = 0; isMore; ++index) {
-    const std::string_view word = list.substr(0, list.find('\t'));
-    isMore = word.size() < list.size();
-    if (isMore) list.remove_prefix(word.size() + 1);
-    const bool isBetter =
-        isByPrefix ? found < 0 || word.size() > length : found < 0 && word.size() == text.size();
-    if (isBetter && beginsWith(text, word)) {
+  std::ptrdiff_t foundLength = 0;
+  const char* at = keywords;
+  const auto isInWord = [&at] { return *at != '\t' && *at != '\0'; };
+  for (int index = 0;; ++index) {
+    const char* text = m_position;
+    for (; isInWord() && (isByPrefix || isLetter(*text)) && areEqual(*at, *text); ++at) ++text;
+    const std::ptrdiff_t length = text - m_position;
+    if (!isInWord() && (isByPrefix ? found < 0 || length > foundLength : !isLetter(*text))) {
       found = index;
-      length = word.size();
+      foundLength = length;
+      if (!isByPrefix) break;
     }
+    while (isInWord()) ++at;
+    if (*at++ == '\0') break;
   }
-  m_position += length;
+  m_position += foundLength;
   return found;
 }
 
