@@ -39,7 +39,7 @@ void question(const std::string& name, int size, const std::string& folder, int 
 
 void bench::ask() {
   static const Folder folder;
-  for (int kib = 64; kib <= scaled(64 << 10); kib *= 4) {
+  for (int kib = 64; kib <= scaled(16 << 10); kib *= 4) {
     const std::string path = folder / ("size" + std::to_string(kib));
     std::filesystem::create_directory(path);
     writeFile(path + "/file", words(static_cast<std::size_t>(kib) << 10, 1));
@@ -47,7 +47,7 @@ void bench::ask() {
   }
   const std::string path = folder / "jobs";
   std::filesystem::create_directory(path);
-  for (std::uint32_t n = 0; n < 128; ++n)
-    writeFile(path + "/" + std::to_string(n), words(static_cast<std::size_t>(scaled(1 << 20)), n));
+  for (std::uint32_t n = 0; n < 64; ++n)
+    writeFile(path + "/" + std::to_string(n), words(static_cast<std::size_t>(scaled(256 << 10)), n));
   for (int jobs = 1; jobs <= 64; jobs *= 2) question("grow_jobs", jobs, path, jobs);
 }

@@ -102,8 +102,8 @@ void bench::ask() {
   std::fflush(stdout);
   tvk::registerMessage({}, tvk::MessageEntry(s_code, "cannot open %1 for %2: %3"));
   question("grow_throwing", scaled(25'600), throwOne);
-  question("grow_formatting", scaled(128'000), formatOne);
-  question("grow_scopes_of_threads", scaled(128'000), openScope);
+  question("grow_formatting", scaled(1'280'000), formatOne);
+  question("grow_scopes_of_threads", scaled(512'000), openScope);
   question("grow_locking", scaled(1'280'000), lockOne);
   question("grow_writing", scaled(64'000), writeOne);
 }

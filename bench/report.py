@@ -190,10 +190,12 @@ def main():
     print("\n".join((lines if all_rows else []) + (growth_lines if all_curves else [])))
     if options.write:
         page = pathlib.Path(options.write)
-        write_between(page, "figures", [f"Measured on: {machine()}.", "", *lines])
-        plot(all_rows, page.with_suffix(".svg"))
-        write_between(page, "growth", growth_lines)
-        growth_plot(all_curves, page.with_name(page.stem + "-growth.svg"))
+        if all_rows:
+            write_between(page, "figures", [f"Measured on: {machine()}.", "", *lines])
+            plot(all_rows, page.with_suffix(".svg"))
+        if all_curves:
+            write_between(page, "growth", growth_lines)
+            growth_plot(all_curves, page.with_name(page.stem + "-growth.svg"))
     sys.exit(any(not row[-1] for row in all_rows) or any(power > bar for *_, power, bar in all_curves))
 
 
