@@ -16,10 +16,12 @@ QUESTIONS = {
     "copy_tree": ("copy a tree of 20,000 files", {}),
     "move_tree": ("move it", {}),
     "remove_tree": ("remove it", {"std::filesystem": 1.1}),
-    "lines_to_null": ("write a line to /dev/null and flush", {"printf + fflush": 1.15, "fmt": 1.15, "std::cout": None}),
-    "lines_to_pipe": ("write a line into a pipe and flush", {"printf + fflush": 1.15, "fmt": 1.15, "std::cout": None}),
+    **{f"{what}_to_{to}": (f"write a line {title}{where} and flush", {"printf + fflush": 1.15, "fmt": 1.15})
+       for what, title in (("lines", ""), ("pieces", "in five pieces, each at once, "))
+       for to, where in (("null", "to /dev/null"), ("pipe", "into a pipe"))},
     "start_shared": ("a program that says hello, from start to exit", {"iostream": 1.15}),
     "start_static": ("the same, static", {"iostream": 1.15}),
+    "registration": ("before main(), with the registration of services (bar: 15 µs more)", {"no library": None}),
     "pack_small": ("pack 20,000 small files, two jobs", {}),
     "pack_large": ("pack ten files of 64 MiB, two jobs", {"pigz -p2": 1.1}),
     "fill": ("fill a text with three placeholders", {"Abseil": 1.1}),

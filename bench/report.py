@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Medians and ratios of what the benchmarks measured.
 
-  report.py [--write PAGE] RESULT.json...
+  report.py [--write PAGE] [--build FOLDER] RESULT.json...
 
-Prints a table of them and one of how cost grows; with --write they go into the page, each between its two marks, with
-plots beside the page. The exit status is 1 when a bar is missed.
+Prints a table of them, one of how cost grows, and one of sizes with the folder of the build; with --write they go into
+the page, each between its two marks, with plots beside the page. The exit status is 1 when a bar is missed.
 """
 import argparse
 import json
@@ -16,6 +16,7 @@ import statistics
 import subprocess
 import sys
 
+import sizes
 from questions import GROWTH, QUESTIONS
 
 OURS = "tvk"
@@ -29,7 +30,7 @@ def load(paths):
         for run in json.loads(pathlib.Path(path).read_text())["benchmarks"]:
             if run["run_type"] != "iteration":
                 continue
-            name = re.sub(r"/(real_time|manual_time|threads:\d+)", "", run["run_name"])
+            name = re.sub(r"/(real_time|manual_time|threads:\d+|iterations:\d+)", "", run["run_name"])
             question, side, *size = name.split("/")
             key = "cpu_time" if name == run["run_name"] else "real_time"
             time = run[key] * NANOSECONDS[run["time_unit"]] / run["items"]
@@ -182,12 +183,16 @@ def write_between(page, mark, lines):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--write")
+    parser.add_argument("--build")
     parser.add_argument("results", nargs="+")
     options = parser.parse_args()
     medians, growth = load(options.results)
     all_rows, all_curves = list(rows(medians)), list(curves(growth))
+    all_sizes = list(sizes.sizes(options.build)) if options.build else []
     lines, growth_lines = list(table(all_rows)), list(growth_table(all_curves))
-    print("\n".join((lines if all_rows else []) + (growth_lines if all_curves else [])))
+    size_lines = list(sizes.table(all_sizes))
+    print("\n".join((lines if all_rows else []) + (growth_lines if all_curves else []) +
+                    (size_lines if all_sizes else [])))
     if options.write:
         page = pathlib.Path(options.write)
         if all_rows:
@@ -196,7 +201,10 @@ def main():
         if all_curves:
             write_between(page, "growth", growth_lines)
             growth_plot(all_curves, page.with_name(page.stem + "-growth.svg"))
-    sys.exit(any(not row[-1] for row in all_rows) or any(power > bar for *_, power, bar in all_curves))
+        if all_sizes:
+            write_between(page, "sizes", size_lines)
+    sys.exit(any(not row[-1] for row in all_rows + all_sizes) or
+             any(power > bar for *_, power, bar in all_curves))
 
 
 main()

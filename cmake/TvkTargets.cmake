@@ -31,13 +31,16 @@ function(tvk_add_library NAME)
   get_target_property(type ${NAME} TYPE)
   if(type STREQUAL "SHARED_LIBRARY")
     target_link_options(${NAME} PRIVATE LINKER:-z,nodelete)
+    # Nobody replaces single functions of the libraries, so calls inside them need no detour and no look-up.
+    target_link_options(${NAME} PRIVATE LINKER:-Bsymbolic-functions,--gc-sections)
   endif()
   target_compile_features(${NAME} PUBLIC cxx_std_20)
   target_include_directories(${NAME} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   tvk_compile_options(${NAME})
-  # Nobody replaces single functions of the libraries, so calls inside them need no detour.
-  target_compile_options(${NAME} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-fno-semantic-interposition>)
+  # A section a function: programs that link statically with --gc-sections carry only what they use.
+  target_compile_options(${NAME} PRIVATE
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-fno-semantic-interposition -ffunction-sections -fdata-sections>)
 endfunction()
 
 # tvk_sources(TARGET HEADERS a.h ... SOURCES a.cpp ...): the files of one room, listed by name.

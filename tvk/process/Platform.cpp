@@ -202,7 +202,8 @@ bool writeThrough(std::FILE* file, std::string_view text) {
       break;
     }
   }
-  if (fwrite_unlocked(text.data(), 1, text.size(), file) != text.size() || fflush_unlocked(file) != 0)
+  if (!text.empty() &&
+      (fwrite_unlocked(text.data(), 1, text.size(), file) != text.size() || fflush_unlocked(file) != 0))
     return false;
   errno = error;
   return isFlushed;
