@@ -87,7 +87,8 @@ bool Parsing::LineBreaksAreBlank() noexcept { return s_lineBreaksAreBlank.load(s
 bool Parsing::ReadItem(StringBase<char>& out, std::uint32_t flags, std::int32_t maxLength,
                        std::uintptr_t extra) {
   out.clear();
-  if (maxLength > 0) out.reserve(strnlen(m_cursor, static_cast<std::size_t>(maxLength)));
+  if (const auto limit = static_cast<std::size_t>(maxLength); maxLength > 0 && out.capacity() < limit)
+    out.reserve(strnlen(m_cursor, limit));
   ItemRecord record{maxLength, 0, flags, extra, out, 0};
   const bool isRead = ReadWhole(record);
   [[maybe_unused]] const char* const before = m_cursor;
@@ -144,7 +145,7 @@ bool Parsing::ReadCharacters(ItemRecord& record, bool isQuoted) {
   const bool endsAtBlank = !isQuoted && (record.flags & ItemEndsAtBlank);
   const char end = isQuoted ? '"' : endsAtBlank ? ' ' : '\0';
   const auto limit = static_cast<std::size_t>(record.maximumLength);  // without effect below 0
-  while (*m_cursor != '\0' && record.output.size() < limit) {
+  while (record.output.size() < limit) {
     const std::size_t room = limit - record.output.size();
     std::size_t length = 0;
     while (length < room && isPlain(m_cursor[length], end)) ++length;
@@ -153,9 +154,11 @@ bool Parsing::ReadCharacters(ItemRecord& record, bool isQuoted) {
       if (fits) record.output.append(m_cursor, length);
       m_cursor += fits ? length : 1;
       if (!fits) return false;
-      continue;
+      if (length == room) break;
     }
-    const char c = *m_cursor++;
+    const char c = *m_cursor;
+    if (c == '\0') break;
+    ++m_cursor;
     if (c == '\\') {
       if (!ReadEscape(record)) return false;
     } else if (isQuoted && c == '"') {

@@ -1,4 +1,4 @@
-// Which sanitizers the library is compiled with, in one way for gcc and clang.
+// Which sanitizers the code is compiled with, in one way for gcc and clang.
 #pragma once
 
 #if defined(__has_feature)
