@@ -19,7 +19,7 @@ def fill_up(name, options, source):
     expected = plain_state(state(source))
     full = kept = 0
     disk = folder + b"/disk"
-    for blocks in range(1, 100, 1 if programs.whole else 5):
+    for blocks in range(0, 100, 1 if programs.whole else 5):
         with small_disk(disk, 2048):
             tree = disk + b"/tree"
             run("cp", "-a", source, tree)
