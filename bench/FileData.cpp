@@ -75,6 +75,7 @@ void pieces(const std::string& path) {
 void values(const std::string& path) {
   static const auto count = static_cast<std::uint32_t>(s_size / 4);
   bench::Question<bool>("write_values")
+      .rounds(5)
       .items(count)
       .side("tvk",
             [path] {
@@ -96,6 +97,7 @@ void values(const std::string& path) {
         return file.good();
       });
   bench::Question<std::uint64_t>("read_values")
+      .rounds(5)
       .items(count)
       .side("tvk",
             [path] {

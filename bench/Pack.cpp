@@ -32,6 +32,7 @@ void question(const std::string& name, const std::string& tree, const std::strin
   };
   const auto fresh = from(tree, copy);
   bench::Question<long>(name)
+      .rounds(3)
       .side("tvk", fresh, command(BENCH_TVKPACK " -recurse -jobs=2 " + copy + " >/dev/null"))
       .side("pigz -p2", fresh, command("find " + copy + " -type f -print0 | xargs -0 pigz -p2"))
       .side("xargs -P2 gzip", fresh, command("find " + copy + " -type f -print0 | xargs -0 -P2 -n 100 gzip"));

@@ -38,6 +38,8 @@ class Question {
   Question& items(double count) { return m_items = count, *this; }
   // That many threads work at once; time is then wall time.
   Question& threads(int count) { return m_threads = count, *this; }
+  // So many rounds and no more, where one takes long.
+  Question& rounds(int count) { return m_rounds = count, *this; }
   // The work waits, or other threads and processes do it: wall time. Otherwise it is the processor's.
   Question& wall() { return m_isWall = true, *this; }
 
@@ -79,6 +81,7 @@ class Question {
     };
     auto* const registered = benchmark::RegisterBenchmark(name.c_str(), run);
     if (m_threads > 1) registered->Threads(m_threads);
+    if (m_rounds != 0) registered->Repetitions(m_rounds);
     return registered;
   }
 
@@ -93,7 +96,7 @@ class Question {
 
   std::string m_name, m_size;
   double m_items = 1, m_bytes = 0;
-  int m_threads = 1;
+  int m_threads = 1, m_rounds = 0;
   bool m_isWall = false;
   std::optional<Answer> m_answer;
 };
