@@ -33,6 +33,7 @@ function(tvk_add_library NAME)
     target_link_options(${NAME} PRIVATE LINKER:-z,nodelete)
     # Nobody replaces single functions of the libraries, so calls inside them need no detour and no look-up.
     target_link_options(${NAME} PRIVATE LINKER:-Bsymbolic-functions,--gc-sections)
+    tvk_add_printers(${NAME} lib${ARG_OUTPUT_NAME}.so.${PROJECT_VERSION}-gdb.py)
   endif()
   target_compile_features(${NAME} PUBLIC cxx_std_20)
   target_include_directories(${NAME} PUBLIC
@@ -41,6 +42,15 @@ function(tvk_add_library NAME)
   # A section a function: programs that link statically with --gc-sections carry only what they use.
   target_compile_options(${NAME} PRIVATE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-fno-semantic-interposition -ffunction-sections -fdata-sections>)
+endfunction()
+
+# How gdb shows the classes of a library: gdb looks for a script of this name beside the library and in its own folder.
+function(tvk_add_printers NAME SCRIPT)
+  configure_file(${PROJECT_SOURCE_DIR}/${NAME}/gdb/${NAME}-gdb.py ${PROJECT_BINARY_DIR}/${SCRIPT} COPYONLY)
+  if(TVK_INSTALL)
+    install(FILES ${PROJECT_BINARY_DIR}/${SCRIPT} COMPONENT dev
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR})
+  endif()
 endfunction()
 
 # tvk_sources(TARGET HEADERS a.h ... SOURCES a.cpp ...): the files of one room, listed by name.
