@@ -149,7 +149,6 @@ static const TvkMessageEntry s_texts[] = {
     /* Of the program. */
     {1901, "Datei ist nicht ein vollst\344ndiger gzip-Block%1"},
     {1902, "gepackter Block von %1 ergibt ausgepackt nicht dasselbe"},
-    {5001, "tvkpack %1"},
     {5010, "gepackt  %4  %1 -> %2  %3"},
     {5011, "entpackt %4  %1 -> %2  %3"},
     {5012, "gut      %4  %1 -> %2  %3"},
@@ -179,41 +178,56 @@ static const TvkMessageEntry s_texts[] = {
     {5063, "%1 listen?"},
     {5064, "jnab"},
     {5070, "abgebrochen; die Dateien oben sind fertig, alle anderen wie zuvor"},
-    {5000,
-     "Packt Dateien mit gzip an Ort und Stelle: aus NAME wird NAME.gz, sobald der\n"
-     "gepackte Block zur Probe entpackt, verglichen und sicher gespeichert ist.\n"
+    {5000, "[Optionen] WAS..."},
+    {5001,
+     "Packt Dateien mit gzip an Ort und Stelle: aus NAME wird NAME.gz, sobald der gepackte Block zur Probe "
+     "entpackt, verglichen und sicher gespeichert ist.\n"
      "\n"
-     "  tvkpack [Optionen] WAS...\n"
+     "WAS ist eine Datei oder ein Ordner mit Namensmustern hinter Kommas, zum Beispiel /var/log,*.log,*.txt - "
+     "ohne Muster alle Dateien des Ordners. \"~\" am Anfang ist der eigene Ordner."},
+    {5002,
+     "Belassen, mit einem Wort warum: leere Dateien, Links und Dateien mit mehreren Links, gepackte Dateien, "
+     "Dateien \374ber 4 GiB und was nicht kleiner w\374rde oder sich \344ndert.\n"
      "\n"
-     "WAS ist eine Datei oder ein Ordner mit Namensmustern hinter Kommas, zum\n"
-     "Beispiel /var/log,*.log,*.txt - ohne Muster alle Dateien des Ordners.\n"
-     "\"~\" am Anfang ist der eigene Ordner.\n"
-     "\n"
-     "  -pack            packen (wenn nichts anderes gesagt ist)\n"
-     "  -unpack          NAME.gz zu NAME entpacken\n"
-     "  -test            nur im Speicher entpacken und sagen, was heil ist\n"
-     "  -list            gepackte Dateien auflisten\n"
-     "  -recurse         mit allen Unterordnern\n"
-     "  -keep            die Originale behalten\n"
-     "  -overwrite       vorhandene Ziele ersetzen\n"
-     "  -before=DATUM[,ZEIT[ZONE]]  nur zuvor Ge\344ndertes: 2024-03-15T12:00:00Z\n"
-     "  -after=DATUM[,ZEIT[ZONE]]   nur dann oder sp\344ter Ge\344ndertes: 2024Mar15\n"
-     "  -larger=N        nur Dateien mit mehr als N Bytes (auch oktal, hexadezimal)\n"
-     "  -smaller=N       nur Dateien mit weniger als N Bytes\n"
-     "  -skip=HEXBYTES   Dateien belassen, die mit diesen Bytes beginnen\n"
-     "  -jobs=N          N Dateien zugleich, 1 bis 64 (sonst: wie Prozessoren)\n"
-     "  -ask             jede Datei erfragen: j ja, n nein, a alle, b abbrechen\n"
-     "  -page            nach jedem Bildschirm anhalten\n"
-     "  -log             in das Systemprotokoll berichten\n"
-     "  -quiet           nur Fehler berichten\n"
-     "  -help, -version\n"
-     "\n"
-     "Belassen, mit einem Wort warum: leere Dateien, Links und Dateien mit mehreren\n"
-     "Links, gepackte, zu gro\337e (4 GiB), nicht kleiner werdende und sich \344ndernde.\n"
-     "\n"
-     "Status: 0 alles gut, 4 eine Datei gescheitert, 3 falsche Kommandozeile oder\n"
-     "anderer Fehler, 11 an einer Frage abgebrochen."},
-
+     "Status am Ende: 0 alles gut, 4 eine Datei gescheitert, 3 falsche Befehlszeile oder anderer Fehler, 11 an "
+     "einer Frage abgebrochen."},
+    {5080, "packen (wenn nichts anderes gesagt ist)"},
+    {5081, "NAME.gz zu NAME entpacken"},
+    {5082, "nur im Speicher entpacken und sagen, was heil ist"},
+    {5083, "gepackte Dateien auflisten"},
+    {5084, "mit allen Unterordnern"},
+    {5085, "die Originale behalten"},
+    {5086, "vorhandene Ziele ersetzen"},
+    {5087, "nur Dateien, die vor diesem Zeitpunkt ge\344ndert sind: 2024-03-15T12:00:00Z, 2024Mar15,12:00:00CET"},
+    {5088, "nur Dateien, die dann oder sp\344ter ge\344ndert sind: 2024-03-15, 2024Mar15"},
+    {5089, "nur Dateien mit mehr als N Bytes (auch oktal oder hexadezimal)"},
+    {5090, "nur Dateien mit weniger als N Bytes"},
+    {5091, "Dateien belassen, die mit diesen Bytes beginnen"},
+    {5092, "N Dateien zugleich, sonst so viele wie Prozessoren"},
+    {5093, "jede Datei erfragen: j ja, n nein, a alle, b abbrechen"},
+    {5094, "nach jedem Bildschirm anhalten"},
+    {5095, "in das Systemprotokoll berichten"},
+    {5096, "nur Fehler berichten"},
+    {55392, "Aufruf: %1 %2"},
+    {55393, "[Optionen]"},
+    {55394, "Optionen:"},
+    {55395, "diese Hilfe zeigen"},
+    {55396, "die Version zeigen"},
+    {55397, "%1 bis %2"},
+    {55398, "mindestens %1"},
+    {55399, "h\366chstens %1"},
+    {55400, "h\366chstens %1 Bytes"},
+    {55401, "sonst: %1"},
+    {55402, "erforderlich"},
+    {55403, "auch mehrmals"},
+    {55404, "%2 (gemeint: %1?)"},
+    {55405, "N"},
+    {55406, "TEXT"},
+    {55407, "DATEI"},
+    {55408, "RECHNER"},
+    {55409, "HEXBYTES"},
+    {55410, "DATUM[,ZEIT]"},
+    {55411, "WERT"},
     {0, NULL},
 };
 /* clang-format on */

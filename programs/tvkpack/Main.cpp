@@ -9,11 +9,10 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include <tvk/Version.h>
 #include <tvk/console/Console.h>
 #include <tvk/files/FileException.h>
 #include <tvk/process/Application.h>
@@ -130,33 +129,17 @@ class Program : public tvk::Application {
 
   std::int32_t Main() override {
     registerMessages();
-    const Settings settings = readSettings();
-    PrepareConsole(settings);
-    const std::int32_t status = Run(settings);
+    const std::optional<Settings> settings = readSettings();
+    const std::int32_t status = settings ? Work(*settings) : 0;
     if (const int error = tvk::ConsoleStreamBuf::Get().WriteError())
       throw tvk::FileException(codeNotWritten, "/dev/stdout", error);
     return status;
   }
 
  private:
-  static std::int32_t Run(const Settings& settings) {
-    if (settings.mode == Mode::Help) return Show(settings, message(HelpText));
-    if (settings.mode == Mode::Version) return Show(settings, message(VersionText, {TVK_VERSION_STRING}));
-    return Work(settings);
-  }
-
-  static void PrepareConsole(const Settings& settings) {
+  static std::int32_t Work(const Settings& settings) {
     tvk::Console::Get().Init((settings.toLog ? tvk::Console::FlagSystemLog : 0) |
                              tvk::Console::FlagTerminalSize);
-  }
-
-  static std::int32_t Show(const Settings& settings, const std::string& text) {
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) printLine(settings, line);
-    return 0;
-  }
-
-  static std::int32_t Work(const Settings& settings) {
     mallopt(M_TRIM_THRESHOLD, 4 << 20);  // what zlib needs for one file stays for the next
     const std::vector<Item> items = listFiles(settings);
     const GracefulStop stop;

@@ -8,49 +8,27 @@
 namespace tvkpack {
 namespace {
 
-constexpr char s_help[] =
-    R"(Packs files with gzip, in place: NAME becomes NAME.gz once the packed block has
-been unpacked again and compared, and is safe on disk.
-
-  tvkpack [options] WHAT...
-
-WHAT is a file, or a folder with name patterns behind commas, for instance
-/var/log,*.log,*.txt - without patterns every file of the folder.
-"~" in front is the home folder.
-
-  -pack            pack (the default)
-  -unpack          unpack NAME.gz to NAME
-  -test            unpack in memory only and say which blocks are whole
-  -list            list packed files
-  -recurse         with all sub-folders
-  -keep            leave the originals
-  -overwrite       replace targets that exist
-  -before=DATE[,TIME[ZONE]]   only files modified before: 2024-03-15T12:00:00Z
-  -after=DATE[,TIME[ZONE]]    only files modified then or later: 2024Mar15
-  -larger=N        only files of more than N bytes (also octal or hexadecimal)
-  -smaller=N       only files of fewer than N bytes
-  -skip=HEXBYTES   leave files that begin with these bytes
-  -jobs=N          N files at a time, 1 to 64 (otherwise as many as processors)
-  -ask             ask for each file: y yes, n no, a all, q quit
-  -page            pause after each screenful
-  -log             report to the system log
-  -quiet           report errors only
-  -help, -version
-
-Left alone, with a word why: empty files, links and files with more than one
-link, packed files, files over 4 GiB, and what would not shrink or changes.
-
-Exit status: 0 all well, 4 a file failed, 3 bad command line or other error,
-11 aborted at a prompt.)";
-
 constexpr struct {
   MessageCode code;
   const char* text;
 } s_messages[] = {
     {NotWhole, "file is not one whole gzip block%1"},
     {NotTheSame, "packed block of %1 does not unpack to the same"},
-    {HelpText, s_help},
-    {VersionText, "tvkpack %1"},
+    {HelpUsage, "[options] WHAT..."},
+    {HelpBefore,
+     "Packs files with gzip, in place: NAME becomes NAME.gz once the packed block has been unpacked again "
+     "and "
+     "compared, and is safe on disk.\n"
+     "\n"
+     "WHAT is a file, or a folder with name patterns behind commas, for instance /var/log,*.log,*.txt - "
+     "without "
+     "patterns every file of the folder. \"~\" in front is the home folder."},
+    {HelpBehind,
+     "Left alone, with a word why: empty files, links and files with more than one link, packed files, files "
+     "over "
+     "4 GiB, and what would not shrink or changes.\n"
+     "\n"
+     "Exit status: 0 all well, 4 a file failed, 3 bad command line or other error, 11 aborted at a prompt."},
     {LinePacked, "packed   %4  %1 -> %2  %3"},
     {LineUnpacked, "unpacked %4  %1 -> %2  %3"},
     {LineTested, "ok       %4  %1 -> %2  %3"},
@@ -80,6 +58,23 @@ constexpr struct {
     {QuestionList, "List %1?"},
     {AnswerKeys, "ynaq"},
     {Interrupted, "interrupted; the files above are done, all others as they were"},
+    {OptionPack, "pack (the default)"},
+    {OptionUnpack, "unpack NAME.gz to NAME"},
+    {OptionTest, "unpack in memory only and say which blocks are whole"},
+    {OptionList, "list packed files"},
+    {OptionRecurse, "with all sub-folders"},
+    {OptionKeep, "leave the originals"},
+    {OptionOverwrite, "replace targets that exist"},
+    {OptionBefore, "only files modified before this moment: 2024-03-15T12:00:00Z, 2024Mar15,12:00:00CET"},
+    {OptionAfter, "only files modified at this moment or later: 2024-03-15, 2024Mar15"},
+    {OptionLarger, "only files of more than N bytes (also octal or hexadecimal)"},
+    {OptionSmaller, "only files of fewer than N bytes"},
+    {OptionSkip, "leave files that begin with these bytes"},
+    {OptionJobs, "N files at a time, as many as processors otherwise"},
+    {OptionAsk, "ask for each file: y yes, n no, a all, q quit"},
+    {OptionPage, "pause after each screenful"},
+    {OptionLog, "report to the system log"},
+    {OptionQuiet, "report errors only"},
 };
 
 }  // namespace

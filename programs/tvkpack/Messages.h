@@ -12,8 +12,9 @@ enum MessageCode : std::uint32_t {
   // Errors, in ranges that give them their severity.
   NotWhole = 1901,    // %1: ": " and the path
   NotTheSame = 1902,  // %1: the path
-  HelpText = 5000,
-  VersionText = 5001,   // %1: the version
+  HelpUsage = 5000,
+  HelpBefore = 5001,
+  HelpBehind = 5002,
   LinePacked = 5010,    // %1 and %2: bytes before and after, %3: the ratio, %4: the path
   LineUnpacked = 5011,  // the same
   LineTested = 5012,    // the same
@@ -43,6 +44,24 @@ enum MessageCode : std::uint32_t {
   QuestionList = 5063,
   AnswerKeys = 5064,  // yes, no, all, quit: four letters in this order
   Interrupted = 5070,
+  // What the options do, in the order of the help.
+  OptionPack = 5080,
+  OptionUnpack,
+  OptionTest,
+  OptionList,
+  OptionRecurse,
+  OptionKeep,
+  OptionOverwrite,
+  OptionBefore,
+  OptionAfter,
+  OptionLarger,
+  OptionSmaller,
+  OptionSkip,
+  OptionJobs,
+  OptionAsk,
+  OptionPage,
+  OptionLog,
+  OptionQuiet,
 };
 
 void registerMessages();

@@ -11,7 +11,7 @@
 
 namespace tvkpack {
 
-enum class Mode : std::uint8_t { Pack, Unpack, Test, List, Help, Version };
+enum class Mode : std::uint8_t { Pack, Unpack, Test, List };
 
 // A file, or a folder with the patterns of the names in it.
 struct Target {
@@ -37,8 +37,8 @@ struct Settings {
   std::vector<Target> targets;
 };
 
-// Reads the arguments of the process. Throws Exception with the codes of the command line; with Help and
-// Version there may be no target, otherwise there is one at least.
-Settings readSettings();
+// Reads the arguments of the process. Throws Exception with the codes of the command line. Nothing when an option
+// asked for help or the like, which was shown; otherwise there is one target at least.
+std::optional<Settings> readSettings();
 
 }  // namespace tvkpack

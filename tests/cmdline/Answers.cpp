@@ -2,9 +2,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 
 #include <tvk/cmdline/CommandLineParsing.h>
+#include <tvk/cmdline/OptionTable.h>
 #include <tvk/cmdline/Parsing.h>
+#include <tvk/files/FileString.h>
 #include <tvk/files/HostAddress.h>
 #include <tvk/text/Exception.h>
 #include <tvk/text/Hexadecimal.h>
@@ -74,6 +77,65 @@ struct Arguments : tvk::CommandLineParsing {
   bool flag = false;
 };
 
+// A table with an option of each kind, and one of its own beside it.
+struct Table : tvk::OptionTable {
+  explicit Table(const tvk::ArgumentList& arguments)
+      : OptionTable(
+            {
+                tvk::Option::Flag("quiet\tq", 1, quiet),
+                tvk::Option::Number("count", 1, count, 1, 64).Default("0x10"),
+                tvk::Option::Number("least", 1, least, -5),
+                tvk::Option::Number("size", 1, size),
+                tvk::Option::Number(
+                    "call", 1, [this](std::int64_t value) { called = value; }, 0, 9),
+                tvk::Option::Keyword("mode", 1, mode, "fast\tslow"),
+                tvk::Option::Text("name", 1, names, 3),
+                tvk::Option::FileName("file", 1, file),
+                tvk::Option::HexBytes("bytes", 1, bytes, 2),
+                tvk::Option::Date("since", 1, since),
+                tvk::Option::Host("host", 1, host),
+                tvk::Option::Value("own-kind", 1,
+                                   [this](CommandLineParsing& at) { own = at.ReadOneOf("xy"); }),
+                tvk::Option::Flag("must", 1, must).Required(),
+            },
+            arguments) {}
+  bool HandleOption() override { return OptionTable::HandleOption() || (Accept('+') && Accept('1')); }
+
+  std::string Values() const {
+    std::string text;
+    const auto add = [&](const std::string& name, const std::string& value, bool isSet) {
+      if (isSet) text += name + "=" + value + " ";
+    };
+    add("quiet", "1", quiet);
+    add("count", std::to_string(count), count != 16);
+    add("least", std::to_string(least), least != 0);
+    add("size", std::to_string(size.value_or(0)), size.has_value());
+    add("call", std::to_string(called), called != -1);
+    add("mode", std::to_string(static_cast<int>(mode)), mode != Fast);
+    for (const std::string& name : names) add("name", name, true);
+    add("file", file, !file.empty());
+    add("bytes", tvk::EncodeHexadecimal({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}),
+        !bytes.empty());
+    if (since) add("since", since->ToRfc3339(), true);
+    add("host", host.ToText(), !host.ToText().empty());
+    add("own", {own}, own != '-');
+    return text;
+  }
+
+  enum Speed { Fast, Slow } mode = Fast;
+  bool quiet = false, must = false;
+  std::uint8_t count = 0;
+  int least = 0;
+  std::optional<std::uint64_t> size;
+  std::int64_t called = -1;
+  std::vector<std::string> names;
+  tvk::FileString file;
+  std::string bytes;
+  std::optional<tvk::DateTimeO> since;
+  tvk::HostAddress host;
+  char own = '-';
+};
+
 // Refuses items that begin with "#" or are "bad". Takes the escapes "\!" and, for the whole rest, "\$"; fails at "\?".
 struct Hooked : tvk::Parsing {
   using Parsing::Parsing;
@@ -109,6 +171,18 @@ std::string answerArguments(const std::string& question) {
   for (auto word = words.begin(); word != end; word += 3)
     answers += (word == words.begin() ? "" : ";") + arguments.Do(word[0], word[1], word[2]);
   return answers + "|" + (arguments.Position() != nullptr ? arguments.Position() : "null");
+}
+
+// Arguments. Answered by the values that differ from those without options, and the operands behind "|".
+std::string answerOptions(const std::string& question) {
+  tvk::ArgumentList list;
+  const auto words = split(question + '\0');
+  for (const std::string& word : words) list.Add(word.c_str());
+  Table table(list);
+  if (!table.Parse()) return "answered";
+  std::string answer = table.Values() + "|";
+  for (std::size_t at = table.ArgumentIndex(); at < list.Count(); ++at) answer += " "s + list[at];
+  return answer;
 }
 
 // Flags, a limit, "hooked", "blank breaks" or "plain", and the text, or nothing for the null text. Answered

@@ -84,6 +84,34 @@ run([(";1;0;0|  ", [("advance", 2), ("at end", 1), ("at end", 0), ("at end of al
      ("1;0|null", [("at end of all", 0), ("next",)]),
      ("!2003:", [("advance", 0)]), ("!2005:ab", [("advance", 3)], "ab")])
 
+# --- A table of options
+
+
+def options(rows):
+    lines = [line.split(" ") for line in rows]
+    answers = ask([("o" + "\0".join(line)).encode() for line in lines])
+    for line, answer, expected in zip(lines, answers, rows.values()):
+        compare(line, answer.decode().removeprefix("="), expected)
+
+
+options({
+    "-must": "|", "--MUST -Quiet a -q": "quiet=1 | a -q", "-mu -q --q -quiet": "quiet=1 |", "-must -- -quiet": "| -quiet",
+    "-must --": "|", "-must -": "!2001:;-;-", "-must ---q": "!2001:--q;---q;---q (did you mean -q?)", "-must -+1 -q": "quiet=1 |",
+    "-must -count=64": "count=64 |", "-must --count:0x40 x": "count=64 | x", "-must -count 64 x": "count=64 | x",
+    "-must -c=1": "!2025:-c=1 (-count, -call)", "-must -ca=7": "call=7 |", "-must -count=65": "!2005:65;-count=65",
+    "-must -count=1 -count=1": "!2026:-count=1", "-must -count=": "!2003:;-count=", "-must -count": "!2003:;-count",
+    "-must -count=6x": "!2002:x;-count=6x", "-must -size=x": "!2021:x;-size=x", "-must -count,1": "!2001:count,1;-count,1;-count,1 (did you mean -count?)",
+    "-must -least=-5 -size=18446744073709551615": "least=-5 size=18446744073709551615 |",
+    "-must -least=-6": "!2005:-6;-least=-6", "-must -size=-1": "!2005:-1;-size=-1",
+    "-must -mode=SLOW": "mode=1 |", "-must -mode=slower": "!2023:-mode=slower;-mode=slower",
+    "-must -name=abc -name d": "name=abc name=d |", "-must -name=abcd": "!2007:d;-name=abcd",
+    "-must -file=a,b": "file=a,b |", "-must -bytes=0aFF": "bytes=0AFF |", "-must -bytes=0a0b0c": "!2005:0a0b0c;-bytes=0a0b0c",
+    "-must -since=2024Mar15,12:00:00UTC": "since=2024-03-15T12:00:00Z |", "-must -host=127.0.0.1": "host=127.0.0.1 |",
+    "-must -host=,": "!2023:,;-host=,", "-must -own-kind=X": "own=x |", "-must -own-kind=z": "!2023:z;-own-kind=z",
+    "-must -quiet=1": "!2002:1;-quiet=1",
+    "-quiet": "!2024:;-must", "": "!2024:;-must", "-must -cuont=3": "!2001:cuont=3;-cuont=3;-cuont=3 (did you mean -count?)",
+    "-must -xyz": "!2001:xyz;-xyz;-xyz"})
+
 # --- Items. An answer is "ITEM|REST", or "!CODE:TEXT|REST", and the calls of the hooks behind it.
 
 SKIP, QUOTED, BLANK_ENDS, RAW, LINES = 0x01, 0x20, 0x40, 0x80, 0x100

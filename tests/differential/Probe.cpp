@@ -112,6 +112,7 @@ const std::map<std::string, std::string (*)(const std::string& question)> answer
     {"d", answerDate},
     {"a", answerArguments},
     {"p", answerItem},
+    {"o", answerOptions},
     {"x", answerText},
     {"s", scanned<Reporter>},
     {"g", [](auto& q) { return packed(zed::GZip(), q); }},

@@ -14,6 +14,7 @@ inline std::vector<std::string> split(const std::string& text) {
 }
 
 std::string answerArguments(const std::string& question);
+std::string answerOptions(const std::string& question);
 std::string answerItem(const std::string& question);
 std::string answerText(const std::string& question);
 std::string answerDate(const std::string& question);

@@ -160,11 +160,13 @@ class Tvkpack(unittest.TestCase):
                 ("/no/such,*.log", 3, "tvkpack: fatal error TP1002 - folder not found: /no/such.\n"),
                 (None, 3, "tvkpack: error TP2024 - missing specification.\n"),
                 ("", 3, "tvkpack: error TP2024 - missing specification.\n"),
-                ("-jobs=65 x", 3, "tvkpack: error TP2005 - value 65 out of range.\n"),
-                ("-larger=-1 x", 3, "tvkpack: error TP2005 - value -1 out of range.\n"),
-                ("-skip=123 x", 3, "tvkpack: error TP2005 - value 123 out of range.\n"),
-                ("-before=2024-02-30 x", 3, "tvkpack: fatal error TP1313 - Invalid date/time: 2024-02-30.\n"),
-                ("-pack -list x", 3, "tvkpack: error TP2026 - multiple specification: -list.\n"),
+                ("-jobs=65 x", 3, "tvkpack, -jobs=65: error TP2005 - value 65 out of range.\n"),
+                ("-larger=-1 x", 3, "tvkpack, -larger=-1: error TP2005 - value -1 out of range.\n"),
+                ("-skip=123 x", 3, "tvkpack, -skip=123: error TP2005 - value 123 out of range.\n"),
+                ("-before=2024-02-30 x", 3, "tvkpack, -before=2024-02-30: fatal error TP1313 - Invalid date/time: 2024-02-30.\n"),
+                ("-pack -list x", 3, "tvkpack, -list: error TP2026 - multiple specification: -list.\n"),
+                ("-p x", 3, "tvkpack: error TP2025 - specification is ambiguous: -p (-pack, -page).\n"),
+                ("--recurs -jobs=3x x", 3, "tvkpack, -jobs=3x: error TP2002 - bad argument in option.\n"),
                 ("-test -keep x", 3, "tvkpack: error TP2027 - invalid option for test mode.\n"),
                 ("-log -ask x", 3, "tvkpack: error TP2027 - invalid option for log mode.\n"),
                 ("-log -page x", 3, "tvkpack: error TP2027 - invalid option for log mode.\n"),
@@ -200,6 +202,12 @@ class Tvkpack(unittest.TestCase):
             self.assertGreater(len(lines), 31)
             self.assertLessEqual(max(map(len, lines)), 80)
         self.assertRegex(tvkpack("-version")[1], r"^tvkpack [0-9]+\.[0-9]+\.[0-9]+\n\Z")
+
+    def test_completes_its_options(self):
+        for line, wanted in ("tvkpack -l", "-list \n-larger=\n-log \n"), ("tvkpack --SK", "--skip=\n"), \
+                ("tvkpack -x", ""), ("tvkpack -pack a", ""):
+            output = tvkpack("--tvk-complete", "tvkpack", COMP_LINE=line + "rest", COMP_POINT=str(len(line)))[1]
+            self.assertEqual(output, wanted)
 
     def test_speaks_german(self):
         for language, option in ("de_DE.UTF-8", "ung\u00C3\u00BCltige"), ("de_DE.ISO-8859-15", "ung\u00FCltige"):

@@ -5,7 +5,6 @@
 #include <sys/select.h>
 #include <syslog.h>
 #include <unistd.h>
-#include <wchar.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +17,7 @@
 #include <utility>
 
 #include <tvk/console/Terminal.h>
+#include <tvk/console/detail/Columns.h>
 #include <tvk/console/detail/KeyMode.h>
 #include <tvk/process/Platform.h>
 #include <tvk/process/Singleton.h>
@@ -146,33 +146,6 @@ void openSystemLog() {
   const std::lock_guard lock(s_lock);
   openlog(name->c_str(), LOG_CONS, LOG_USER);
   delete std::exchange(s_name, name.release());
-}
-
-// As much of a text as fits, by the locale: what it cannot show counts as a blank.
-std::pair<std::string, std::size_t> fitToColumns(std::string_view text, std::size_t limit) {
-  std::string fitting;
-  std::size_t columns = 0;
-  std::mbstate_t state{};
-  while (!text.empty()) {
-    wchar_t character = 0;
-    std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
-    const bool isText = length != 0 && length <= text.size();
-    const int width = isText ? wcwidth(character) : -1;
-    if (!isText) {
-      length = 1;
-      state = {};
-    }
-    const std::size_t wanted = width < 0 ? 1 : static_cast<std::size_t>(width);
-    if (columns + wanted > limit) break;
-    if (width < 0) {
-      fitting += ' ';
-    } else {
-      fitting.append(text.substr(0, length));
-    }
-    columns += wanted;
-    text.remove_prefix(length);
-  }
-  return {std::move(fitting), columns};
 }
 
 }  // namespace

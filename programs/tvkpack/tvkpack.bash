@@ -1,0 +1,1 @@
+complete -o default -o nospace -C 'tvkpack --tvk-complete' tvkpack
