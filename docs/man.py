@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes a man page of a Markdown page, with pandoc.
 
-man.py PAGE NAME SECTION VERSION OUTPUT: the title and the first sentence become NAME, links to other pages become theirs.
+man.py PAGE NAME SECTION VERSION OUTPUT: its first sentence becomes NAME, links to other pages become theirs.
 """
 import re
 import subprocess
@@ -24,9 +24,12 @@ def link(match):
 
 
 with open(page, encoding="utf-8") as file:
-    title, _, text = file.read().partition("\n")
+    text = file.read().partition("\n")[2]
 text = re.sub(r"\[([^]]+)\]\(([^)]+)\)", link, text)
-purpose = title.lstrip("# ").strip()
+# Tables of two columns do not fit where man wraps lines: a list does.
+text = re.sub(r"^\| what \| where \|\n\|.*\n", "", text, flags=re.M)
+text = re.sub(r"^\| (.+) \| (.+) \|$", r"- \1: \2", text, flags=re.M)
+purpose = re.split(r"\.\s", text.strip(), 1)[0]
 text = f"# NAME\n\n{name} - {purpose[0].lower() + purpose[1:]}\n\n# DESCRIPTION\n\n" + re.sub("^##", "#", text, flags=re.M)
 roff = subprocess.run(["pandoc", "-s", "-f", "gfm", "-t", "man", "-V", f"title={name}", "-V", f"section={section}",
                        "-V", f"footer=tvk {version}"], input=text, capture_output=True, text=True, check=True).stdout
