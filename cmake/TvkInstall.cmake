@@ -11,7 +11,10 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/tvkConfig.cmake.in
   ${PROJECT_BINARY_DIR}/tvkConfig.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/tvkConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/tvkConfig.cmake ${PROJECT_BINARY_DIR}/tvkConfigVersion.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/TvkLanguage.cmake ${PROJECT_SOURCE_DIR}/cmake/tvk-language.py
   DESTINATION ${package_dir})
+# For translators, and for tvk_add_language_library.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/po DESTINATION ${package_dir})
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   ${PROJECT_SOURCE_DIR}/docs/surprises.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -43,6 +43,8 @@ need_build_tools() {
   need libbenchmark-dev test -e /usr/include/benchmark/benchmark.h
   need pkg-config have pkg-config
   need python3 have python3
+  need gettext have msgfmt
+  need python3-polib /usr/bin/python3 -c 'import polib'
   need gzip have gzip
   need diffutils have diff
   need findutils have find

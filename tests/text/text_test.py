@@ -9,7 +9,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).parents[1] / "differential"))
 from probe import ask, compare, finish
 
-MODULE, LOCALES = sys.argv[2:]
+MODULE, CATALOGUE, LOCALES = sys.argv[2:]
 for name in [*os.environ]:
     if name == "LANG" or name.startswith("LC_"):
         del os.environ[name]
@@ -137,6 +137,10 @@ run((None, "open", MODULE),
     ("probe: fatal error 70007 - Undocumented/internal (70007).".replace("fatal error", "warning"),
      "message while cancelled", 70007, "", "", "", ""),
     (None, "close"), ("none:", "load", 70001, 1))
+
+# One that was made from a catalogue: translated, as it stands there and too long for the first buffer, unknown.
+run((None, "open", CATALOGUE), (b"Gr\xF6\xDFe: %1 \xA4", "load", 70010, 1), (257 * ".", "load", 70011, 1),
+    ("none:", "load", 70012, 1), (None, "close"))
 
 # --- Texts of exceptions: the question has the code, three parameters and a location.
 

@@ -4,6 +4,12 @@
  *   static const TvkMessageEntry s_texts[] = {{1001, "Datei %1 nicht gefunden"}, {0, 0}};
  *   TVK_MODULE_EXPORT const TvkMessageEntry* GetStrings(void) { return s_texts; }
  *
+ * It is plain C, links nothing and lies beside the program:
+ *
+ *   cc -shared -fPIC -fvisibility=hidden tool_de.c -o tool.lDe
+ *
+ * With CMake, tvk_add_language_library (TvkLanguage.cmake) makes it from a PO catalogue.
+ *
  * Any loaded module may answer codes that the table lacks by exporting TvkLoadStringFromResource: it writes
  * the text of `code`, zero-terminated, into the buffer as far as it fits, and answers the length of the whole
  * text, or 0 when it has none. When it answers `size` or more it is asked once more with room for length + 1.
