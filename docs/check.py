@@ -30,7 +30,7 @@ for page in pages:
         if language == "sh":
             continue
         blocks += 1
-        if not any(block in source for source in (outputs if language == "text" else sources)):
+        if not any(block in source for source in sources + outputs * (language == "text")):
             findings += 1
             line = text[:match.start()].count("\n") + 1
             print(f"{page.relative_to(root)}:{line}: this block stands in no file below examples/")
