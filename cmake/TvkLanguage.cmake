@@ -93,6 +93,11 @@ function(tvk_add_language_library)
     message(FATAL_ERROR "tvk_add_language_library: LANGUAGE \"${ARG_LANGUAGE}\" is none of ${names}")
   endif()
   list(GET locales ${index} locale)
+  file(STRINGS "${catalogue}" header REGEX "^\"Language: [a-z]" LIMIT_COUNT 1)
+  string(REGEX REPLACE "^\"Language: ([a-z]+).*" "\\1" written "${header}")
+  if(NOT locale MATCHES "^${written}")
+    message(FATAL_ERROR "tvk_add_language_library: ${catalogue} is in \"${written}\", which is not ${ARG_LANGUAGE}")
+  endif()
 
   # The library's catalogues lie beside this file when it is installed, and elsewhere in the source tree.
   set(here "${CMAKE_CURRENT_FUNCTION_LIST_DIR}")
