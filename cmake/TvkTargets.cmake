@@ -34,6 +34,10 @@ function(tvk_add_library NAME)
     # Nobody replaces single functions of the libraries, so calls inside them need no detour and no look-up.
     target_link_options(${NAME} PRIVATE LINKER:-Bsymbolic-functions,--gc-sections)
     tvk_add_printers(${NAME} lib${ARG_OUTPUT_NAME}.so.${PROJECT_VERSION}-gdb.py)
+    # Templates of the standard library that were made here stay here.
+    set(map ${PROJECT_SOURCE_DIR}/${NAME}/${NAME}.map)
+    target_link_options(${NAME} PRIVATE LINKER:--version-script=${map})
+    set_target_properties(${NAME} PROPERTIES LINK_DEPENDS ${map})
   endif()
   target_compile_features(${NAME} PUBLIC cxx_std_20)
   target_include_directories(${NAME} PUBLIC

@@ -22,7 +22,6 @@
 #include <tvk/process/Application.h>
 #include <tvk/process/Module.h>
 #include <tvk/process/ModuleRegistry.h>
-#include <tvk/process/Platform.h>
 #include <tvk/process/SystemInfo.h>
 #include <tvk/process/Thread.h>
 #include <tvk/process/detail/Sanitizers.h>
@@ -67,6 +66,13 @@ void require(bool isRight, const char* what) {
 std::string record(Random& random) {
   return std::string(s_recordSize - 1, static_cast<char>('a' + random() % 26)) + '\n';
 }
+
+// The thread is not cancelled in this scope.
+struct NotCancelled {
+  NotCancelled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state); }
+  ~NotCancelled() { pthread_setcancelstate(state, nullptr); }
+  int state = 0;
+};
 
 // Finds no scope open and leaves one open to the owner; the next thread may have its stack and its id.
 struct ShortThread : Thread {
@@ -173,7 +179,7 @@ const Job s_jobs[] = {
       return ++s_records > 0 && s_file.size() % s_recordSize == 0;
     }},
     {"thread", [](Random& random) {
-      const platform::QuietScope notCancelled;  // the thread needs what is here
+      const NotCancelled notCancelled;  // the thread needs what is here
       ShortThread thread;
       const Thread copy = thread;
       std::atomic<int> count = 0;
