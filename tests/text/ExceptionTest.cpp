@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <thread>
 
 using tvk::ErrorLocation;
 using tvk::Exception;
@@ -21,4 +22,23 @@ TEST(Exception, CopiesFormTheirOwnTextAndKeepTheLocation) {
   EXPECT_STREQ(original.what(), "ready %1");
   EXPECT_STREQ(fixed.what(), "text_tests, saving: error 2005 - value 12 out of range.");
   EXPECT_STREQ(Exception(1001, "shown", "not").what(), "text_tests: fatal error 1001 - file  not found.");
+}
+
+TEST(ErrorLocation, EndsAlsoOnAnotherThread) {
+  const auto elsewhere = [](auto work) { std::thread(work).join(); };
+  std::optional<ErrorLocation> mine(std::in_place, "mine", true), inner(std::in_place, "inner", true), theirs;
+  elsewhere([&] {
+    EXPECT_EQ(ErrorLocation::Current(), "");
+    inner.reset();
+  });
+  EXPECT_EQ(ErrorLocation::Current(), "mine");
+  elsewhere([&] {
+    mine.reset();
+    theirs.emplace("theirs", false);
+    EXPECT_EQ(ErrorLocation::Current(), "theirs");
+  });
+  EXPECT_EQ(ErrorLocation::Current(), "");
+  mine.emplace("again", true);
+  theirs.reset();  // its thread has ended
+  EXPECT_EQ(ErrorLocation::Current(), "again");
 }

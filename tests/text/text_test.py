@@ -181,6 +181,7 @@ run((None, "scope", "opening", 1), (None, "scope", "saving", 1), (None, "scope",
     (None, "leave", "opening"), ("", "where"),  # takes the inner one with it
     (None, "scope", "next", 1), (None, "leave", "saving"), ("next", "where"),  # and does not take the newcomer
     (None, "service up"), ("next", "where"),  # start-up keeps what came before
-    (None, "service down"), ("", "where"), (None, "leave", "next"), ("", "where"))
+    (None, "service down"), ("", "where"), (None, "scope", "late", 1), ("late", "where"),
+    (None, "leave", "next"), ("late", "where"), (None, "leave", "late"), ("", "where"))
 
 finish(40000)

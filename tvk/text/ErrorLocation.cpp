@@ -1,85 +1,108 @@
 #include <tvk/text/ErrorLocation.h>
 
-#include <algorithm>
 #include <atomic>
-#include <map>
 #include <mutex>
-#include <vector>
+#include <utility>
 
 namespace tvk {
 namespace {
 
+struct Stack;
+
+// One scope, on the stack of the thread that opened it.
 struct Entry {
   StringBase<char> text;
   bool isChained;
-  std::uint64_t number;  // never used twice, so that a scope recognises its own entry
+  bool isOpen = true;  // until it ends, or a scope around it
+  Stack* stack = nullptr;
+  Entry* outer = nullptr;
+  Entry* inner = nullptr;  // of the innermost one: stale
 };
 
-using Stack = std::vector<Entry>;
-using StackMap = std::map<std::uint64_t, Stack>;  // holds threads with live scopes only
+// The scopes of one thread, from the first to the last; a thread without scopes has none. Its lock is the thread's own
+// until another one ends a scope.
+struct Stack {
+  std::mutex lock;
+  const void* owner = nullptr;  // the s_stack of the thread
+  std::uint64_t generation = 0;
+  std::uint64_t scopes = 0;  // not yet destroyed, open or not
+  Entry* innermost = nullptr;
+  bool isLasting = false;  // another thread ended its last scope once: an s_stack may still point here
+  Stack* nextSpare = nullptr;
+};
 
-std::mutex s_lock;
-StackMap* s_stacks = nullptr;
-std::uint64_t s_lastNumber = 0;
+// Counts the shut-downs; the stacks from before are as good as empty.
+constinit std::atomic<std::uint64_t> s_generation{0};
 
-// The number of the calling thread. Unlike the system's it is never used twice, so that a thread does not find
-// itself in the scopes that another one left open.
-std::uint64_t thisThread() noexcept {
-  static constinit std::atomic<std::uint64_t> s_lastThread{0};
-  static constinit thread_local std::uint64_t s_number = 0;
-  if (s_number == 0) s_number = ++s_lastThread;
-  return s_number;
+// What the thread used last. When another one ended its last scope, the stack has another owner by now or none.
+constinit thread_local Stack* s_stack = nullptr;
+
+// The lasting ones without an owner: never freed, but used again.
+constinit std::atomic<Stack*> s_spare{nullptr};
+std::mutex s_spareLock;
+
+// Holds the lock of s_stack, or none when that is not the stack of this thread.
+std::unique_lock<std::mutex> lockOwn() noexcept {
+  if (s_stack == nullptr) return {};
+  std::unique_lock lock(s_stack->lock);
+  if (s_stack->owner != &s_stack || s_stack->generation != s_generation) return {};
+  return lock;
 }
 
-// Cuts the thread's stack below the entry of that number; does nothing when the entry is gone.
-void popFrom(std::uint64_t thread, std::uint64_t number) noexcept {
-  const std::lock_guard lock(s_lock);
-  if (s_stacks == nullptr) return;
-  const auto found = s_stacks->find(thread);
-  if (found == s_stacks->end()) return;
-  Stack& stack = found->second;
-  const auto own = std::ranges::lower_bound(stack, number, {}, &Entry::number);  // numbers only grow
-  if (own == stack.end() || own->number != number) return;
-  stack.erase(own, stack.end());
-  if (stack.empty()) s_stacks->erase(found);
+Stack* unusedStack() {
+  if (s_spare == nullptr) return new Stack;
+  const std::lock_guard lock(s_spareLock);
+  if (s_spare == nullptr) return new Stack;
+  return s_spare.exchange(s_spare.load()->nextSpare);
+}
+
+// The thread has ended its last scope, or another one has.
+void giveBack(Stack* stack) noexcept {
+  if (!stack->isLasting) return delete stack;
+  const std::lock_guard lock(s_spareLock);
+  stack->nextSpare = s_spare.exchange(stack);
 }
 
 }  // namespace
 
-struct ErrorLocation::Record {
-  bool isActive;
-  bool isChained;
-  std::uint64_t count;
-  std::uint64_t number;
-  std::uint64_t thread;
-};
+struct ErrorLocation::Record : Entry {};
 
 ErrorLocation::ErrorLocation(const StringBase<char>& text, bool chained)
-    : m_record(new Record{true, chained, 0, 0, thisThread()}) {
-  const std::lock_guard lock(s_lock);
-  if (s_stacks == nullptr) s_stacks = new StackMap;
-  m_record->number = ++s_lastNumber;
-  (*s_stacks)[m_record->thread].push_back({text, chained, m_record->number});
-  m_record->count = 1;
+    : m_record(new Record{{text, chained}}) {
+  auto lock = lockOwn();
+  if (!lock) {
+    s_stack = unusedStack();
+    lock = std::unique_lock(s_stack->lock);
+    s_stack->owner = &s_stack;
+    s_stack->generation = s_generation;
+  }
+  ++s_stack->scopes;
+  m_record->stack = s_stack;
+  m_record->outer = std::exchange(s_stack->innermost, m_record.get());
+  if (m_record->outer != nullptr) m_record->outer->inner = m_record.get();
 }
 
 ErrorLocation::~ErrorLocation() {
-  if (!m_record->isActive) return;
-  m_record->isActive = false;
-  if (m_record->count != 0) popFrom(m_record->thread, m_record->number);
+  Stack* const stack = m_record->stack;
+  {
+    const std::lock_guard lock(stack->lock);
+    for (; m_record->isOpen; stack->innermost = stack->innermost->outer) stack->innermost->isOpen = false;
+    if (--stack->scopes != 0) return;
+    if (stack->owner != &s_stack) stack->isLasting = true;
+    stack->owner = nullptr;
+    if (s_stack == stack) s_stack = nullptr;
+  }
+  giveBack(stack);
 }
 
 StringBase<char> ErrorLocation::Current() {
-  const std::lock_guard lock(s_lock);
-  if (s_stacks == nullptr) return {};
-  const auto found = s_stacks->find(thisThread());
-  if (found == s_stacks->end() || found->second.empty()) return {};
-  const Stack& stack = found->second;
-  auto first = std::prev(stack.end());
-  while (first->isChained && first != stack.begin()) --first;
-  StringBase<char> location = first->text;
-  for (auto entry = std::next(first); entry != stack.end(); ++entry)
-    location.append(", ").append(entry->text);
+  const auto lock = lockOwn();
+  if (!lock || s_stack->innermost == nullptr) return {};
+  const Entry* const innermost = s_stack->innermost;
+  const Entry* entry = innermost;
+  while (entry->isChained && entry->outer != nullptr) entry = entry->outer;
+  StringBase<char> location = entry->text;
+  while (entry != innermost) location.append(", ").append((entry = entry->inner)->text);
   return location;
 }
 
@@ -87,21 +110,13 @@ ErrorLocationInit::~ErrorLocationInit() = default;
 
 template <>
 void AutoInit<ErrorLocationInit>::Init() {
-  if (m_object != nullptr) return;
-  m_object = new ErrorLocationInit;
-  const std::lock_guard lock(s_lock);
-  if (s_stacks == nullptr) s_stacks = new StackMap;
+  if (m_object == nullptr) m_object = new ErrorLocationInit;
 }
 
 template <>
 void AutoInit<ErrorLocationInit>::Exit() {
-  {
-    const std::lock_guard lock(s_lock);
-    delete s_stacks;
-    s_stacks = nullptr;
-  }
-  delete m_object;
-  m_object = nullptr;
+  ++s_generation;
+  delete std::exchange(m_object, nullptr);
 }
 
 }  // namespace tvk

@@ -33,7 +33,7 @@ class TVK_EXPORT ErrorLocation {
   std::unique_ptr<Record> m_record;
 };
 
-// Start-up service: makes the map of the threads' scopes and takes it down.
+// Start-up service: going down ends the scopes of all threads.
 class TVK_EXPORT ErrorLocationInit {
  public:
   virtual ~ErrorLocationInit();
