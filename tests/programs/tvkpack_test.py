@@ -195,7 +195,7 @@ class Tvkpack(unittest.TestCase):
             self.assertIn(", 1 failed", output)
 
     def test_help_fits_the_screen(self):
-        for language in "C", "de_DE.ISO-8859-15":
+        for language in "C", "de_DE.ISO-8859-15", "fr_FR.ISO-8859-15", "es_ES.ISO-8859-15":
             status, output, _ = tvkpack("-help", LANG=language)
             self.assertEqual(status, 0)
             lines = output.split("\n")
@@ -209,14 +209,14 @@ class Tvkpack(unittest.TestCase):
             output = tvkpack("--tvk-complete", "tvkpack", COMP_LINE=line + "rest", COMP_POINT=str(len(line)))[1]
             self.assertEqual(output, wanted)
 
-    def test_speaks_german(self):
-        for language, option in ("de_DE.UTF-8", "ung\u00C3\u00BCltige"), ("de_DE.ISO-8859-15", "ung\u00FCltige"):
-            _, output, errors = tvkpack("-xyz", LANG=language)
-            self.assertIn(f"Fehler TP2001 - {option} Option", output + errors)
-        self.fill("a", "b")
-        done = subprocess.run([TVKPACK, "-ask", self.tree], input=b"j\nb", capture_output=True,
-                              env=os.environ | {"LANG": "de_DE.UTF-8"})
-        self.assertIn(b"1 gepackt, 1 belassen", done.stdout)
+    def test_asks_in_the_language_of_the_user(self):
+        for language, keys, text in [("de_DE", b"j\nb", "1 gepackt, 1 belassen"),
+                                     ("fr_FR", b"o\nq", "compressés\u00A0: 1, ignorés\u00A0: 1"),
+                                     ("es_ES", b"s\nc", "comprimidos: 1, omitidos: 1")]:
+            self.fill("a", "b")
+            done = subprocess.run([TVKPACK, "-ask", "-overwrite", self.tree + ",?"], input=keys, capture_output=True,
+                                  env=os.environ | {"LANG": language + ".UTF-8"})
+            self.assertIn(text.encode(), done.stdout)
 
     def test_the_order_does_not_depend_on_the_jobs(self):
         for n in range(30):
