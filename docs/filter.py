@@ -13,7 +13,7 @@ def plain(text):
     """The text, with nothing left that Doxygen takes for a command or mark-up but code between backticks."""
     parts = text.split("`")
     for i in range(0, len(parts), 2):
-        part = re.sub(r"([\\@<>#%*&|])", r"\\\1", parts[i]).replace("--", r"\--").replace(r'\\"', r"\\&quot;")
+        part = re.sub(r"([\\@<>#%*&|])", r"\\\1", parts[i]).replace("--", r"\--").replace('"', "&quot;")
         parts[i] = re.sub(r"^(\d+)\.(?= |$)", r"\1\\.", re.sub(r"(?<!\w)::", r"\\::", part))
     return "`".join(parts)
 

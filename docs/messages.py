@@ -24,7 +24,7 @@ def sentence(text):
 
 def plain(text):
     """The text as Markdown that shows it as it is."""
-    return re.sub(r"([\\`*_\[\]<>#|~$%@&])", r"\\\1", text)
+    return re.sub(r"([\\`*_\[\]<>#|~%@&])", r"\\\1", text).replace('"', "&quot;")
 
 
 def entry(message):
