@@ -60,7 +60,10 @@ def documentation(lines):
 def main(path):
     is_first = True
     is_open = False  # a group of members
-    lines = open(path, encoding="utf-8").read().split("\n")
+    text = open(path, encoding="utf-8").read()
+    # The comments of C.
+    text = re.sub(r"^/\*(.*?) ?\*/$", lambda m: "//" + re.sub(r"\n \*", "\n//", m[1]), text, flags=re.M | re.S)
+    lines = text.split("\n")
     while lines:
         if not (first := re.match(r"( *)//", lines[0])):
             line = lines.pop(0)

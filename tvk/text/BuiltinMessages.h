@@ -10,6 +10,7 @@
 
 namespace tvk {
 
+// A text and its code.
 struct BuiltinMessage {
   std::uint32_t code;
   std::string_view text;
