@@ -35,15 +35,16 @@ def documentation(lines):
     while at < len(lines):
         line = lines[at]
         indent = len(line) - len(line.lstrip())
+        begins = indent >= 2 and not line.lstrip().startswith("- ")
         if title := label(line, hanging):
             hanging = title[1]
             text = line[hanging:]
             out += ["", rf"\par {title[0]}", plain(text[0].upper() + text[1:] if re.match("[a-z]+ ", text) else text)]
         elif hanging and indent >= hanging:
             out.append(plain(line.strip()))
-        elif indent >= 2 and not line.lstrip().startswith("- ") and (at == 0 or not lines[at - 1] or lines[at - 1].endswith(":")):
+        elif begins and (at == 0 or not lines[at - 1] or lines[at - 1].endswith(":")):
             end = at
-            while end < len(lines) and (lines[end].startswith("  ") or not lines[end]) and not label(lines[end], hanging):
+            while end < len(lines) and not label(lines[end], hanging) and (not lines[end] or lines[end].startswith("  ")):
                 end += 1
             text = "\n".join(lines[at:end]).rstrip()
             is_code = re.search(r"[;{}]$|; +//", text, re.M)

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Makes the page of all messages from the notes in a translators' template.
+"""Makes the page of all messages from the notes in the translators' templates.
 
-messages.py TEMPLATE OUTPUT
+messages.py TEMPLATE TEMPLATE_OF_TVKPACK OUTPUT
 """
 import re
 import sys
 
 import polib
 
-template, output = sys.argv[1:]
+template, program, output = sys.argv[1:]
 PARTS = [
     (0, "Fatal errors"),
     (2000, "Errors"),
@@ -41,7 +41,11 @@ def entry(message):
     return lines
 
 
-messages = sorted(polib.pofile(template), key=lambda message: int(message.msgctxt))
+def code(message):
+    return int(message.msgctxt)
+
+
+messages = sorted(polib.pofile(template), key=code)
 page = ["# Messages", "",
         "All message codes, what causes them, and what to do. A text of an error has the form", "",
         "    PROGRAM, PLACE: SEVERITY PREFIXCODE - MESSAGE.", "",
@@ -53,7 +57,11 @@ for number, (first, title) in enumerate(PARTS):
     last = PARTS[number + 1][0] if number + 1 < len(PARTS) else 1 << 32
     page += [f"## {title}", ""]
     for message in messages:
-        if first <= int(message.msgctxt) < last:
+        if first <= code(message) < last:
             page += entry(message)
+page += ["## Errors of tvkpack", ""]
+for message in sorted(polib.pofile(program), key=code):
+    if code(message) < 5000:
+        page += entry(message)
 with open(output, "w", encoding="utf-8") as file:
     file.write("\n".join(page))
