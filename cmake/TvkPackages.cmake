@@ -16,4 +16,5 @@ include(CPack)
 add_compile_options(-g -D_FORTIFY_SOURCE=2 -fstack-protector-strong -Wdate-time
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 add_link_options(LINKER:-z,relro,-z,now)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 set(CMAKE_SKIP_INSTALL_RPATH ON)

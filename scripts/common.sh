@@ -68,7 +68,8 @@ build() {
 }
 
 # step NAME COMMAND...: runs it with its output in a log below $logs, and prints how it went. Steps that fail are
-# noted in `failed`, and the end of their log is shown.
+# noted in `failed`, and the end of their log is shown. Status 77 is that of a step that has no ground to stand on here;
+# the last line of its log tells why.
 failed=()
 step() {
   local name=$1 start=$SECONDS result=ok
@@ -80,10 +81,13 @@ step() {
   (set -e; "$@") >"$log" 2>&1 </dev/null
   local status=$?
   set -e
-  if ((status)); then
+  if ((status == 77)); then
+    result=skipped
+    name+=" ($(tail -n 1 "$log"))"
+  elif ((status)); then
     result=FAILED
     failed+=("$name")
     tail -n 150 "$log"
   fi
-  printf '%-6s %-48s %5d s\n' "$result" "$name" $((SECONDS - start))
+  printf '%-7s %-48s %5d s\n' "$result" "$name" $((SECONDS - start))
 }
