@@ -98,7 +98,6 @@ std::optional<Settings> readSettings() {
   if (!options.Parse()) return {};
   settings.mode = mode.value_or(Mode::Pack);
   checkCombination(settings);
-  options.SelectArgument();
   do {
     settings.targets.push_back(readTarget(options));
   } while (options.NextArgument());

@@ -86,9 +86,9 @@ struct Table : tvk::OptionTable {
                 tvk::Option::Number("count", 1, count, 1, 64).Default("0x10"),
                 tvk::Option::Number("least", 1, least, -5),
                 tvk::Option::Number("size", 1, size),
-                tvk::Option::Number(
-                    "call", 1, [this](std::int64_t value) { called = value; }, 0, 9),
-                tvk::Option::Keyword("mode", 1, mode, "fast\tslow"),
+                tvk::Option::Number("wide", 1, wide),
+                tvk::Option::Number("call", 1, [this](std::int8_t value) { called = value; }),
+                tvk::Option::Keyword("mode", 1, mode, "fast\tslow\tslow-down"),
                 tvk::Option::Text("name", 1, names, 3),
                 tvk::Option::FileName("file", 1, file),
                 tvk::Option::HexBytes("bytes", 1, bytes, 2),
@@ -97,8 +97,11 @@ struct Table : tvk::OptionTable {
                 tvk::Option::Value("own-kind", 1,
                                    [this](CommandLineParsing& at) { own = at.ReadOneOf("xy"); }),
                 tvk::Option::Flag("must", 1, must).Required(),
+                tvk::Option::Flag("version", 1, [this] { own = 'v'; }),
             },
-            arguments) {}
+            arguments) {
+    Version("1.0");
+  }
   bool HandleOption() override { return OptionTable::HandleOption() || (Accept('+') && Accept('1')); }
 
   std::string Values() const {
@@ -110,6 +113,7 @@ struct Table : tvk::OptionTable {
     add("count", std::to_string(count), count != 16);
     add("least", std::to_string(least), least != 0);
     add("size", std::to_string(size.value_or(0)), size.has_value());
+    add("wide", std::to_string(wide), wide != 0);
     add("call", std::to_string(called), called != -1);
     add("mode", std::to_string(static_cast<int>(mode)), mode != Fast);
     for (const std::string& name : names) add("name", name, true);
@@ -122,12 +126,13 @@ struct Table : tvk::OptionTable {
     return text;
   }
 
-  enum Speed { Fast, Slow } mode = Fast;
+  enum Speed { Fast, Slow, SlowDown } mode = Fast;
   bool quiet = false, must = false;
   std::uint8_t count = 0;
   int least = 0;
   std::optional<std::uint64_t> size;
-  std::int64_t called = -1;
+  std::int64_t wide = 0;
+  int called = -1;
   std::vector<std::string> names;
   tvk::FileString file;
   std::string bytes;
@@ -179,9 +184,17 @@ std::string answerOptions(const std::string& question) {
   const auto words = split(question + '\0');
   for (const std::string& word : words) list.Add(word.c_str());
   Table table(list);
-  if (!table.Parse()) return "answered";
+  const std::string values = table.Values();
+  try {
+    if (!table.Parse()) return "answered";
+  } catch (const tvk::Exception&) {
+    const bool isOnlyOne = list.Count() == 2;  // behind "-must"
+    if (isOnlyOne && table.Values() != values) return "a value that was refused";
+    throw;
+  }
   std::string answer = table.Values() + "|";
-  for (std::size_t at = table.ArgumentIndex(); at < list.Count(); ++at) answer += " "s + list[at];
+  for (bool isThere = table.Argument() != nullptr; isThere; isThere = table.NextArgument())
+    answer += " "s + table.Argument();
   return answer;
 }
 

@@ -205,7 +205,7 @@ class Tvkpack(unittest.TestCase):
 
     def test_completes_its_options(self):
         for line, wanted in ("tvkpack -l", "-list \n-larger=\n-log \n"), ("tvkpack --SK", "--skip=\n"), \
-                ("tvkpack -x", ""), ("tvkpack -pack a", ""):
+                ("tvkpack -x", ""), ("tvkpack -pack a", ""), ("tvkpack -jobs  -l", ""), ("tvkpack -- -l", ""):
             output = tvkpack("--tvk-complete", "tvkpack", COMP_LINE=line + "rest", COMP_POINT=str(len(line)))[1]
             self.assertEqual(output, wanted)
 

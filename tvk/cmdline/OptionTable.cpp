@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
+#include <limits>
 
 #include <tvk/cmdline/OptionMessages.h>
 #include <tvk/console/Console.h>
@@ -40,6 +40,7 @@ constexpr std::string_view manualName = "tvk-manual";
 constexpr std::size_t longestName = 64;    // that suggestions are looked for
 constexpr std::size_t narrowestHelp = 40;  // columns
 constexpr std::size_t widestOptions = 22;  // columns of the options themselves, in the help
+constexpr std::size_t longestList = 24;    // of keywords that stand for the value themselves
 constexpr const char* valueMarks = "=:";
 
 bool isNameCharacter(char c) { return isLetter(c) || isDigit(c) || c == '-' || c == '_'; }
@@ -51,13 +52,17 @@ std::string lower(std::string_view text) {
 }
 
 bool beginsWith(std::string_view text, std::string_view beginning) {
-  return lower(text.substr(0, beginning.size())) == lower(beginning);
+  return text.size() >= beginning.size() && lower(text.substr(0, beginning.size())) == lower(beginning);
 }
 
-std::vector<std::string> split(std::string_view list) {
+bool areEqual(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && beginsWith(left, right);
+}
+
+std::vector<std::string> split(std::string_view list, const char* marks = "\t") {
   std::vector<std::string> words;
   for (std::size_t start = 0, end = 0; end != list.npos; start = end + 1) {
-    end = list.find('\t', start);
+    end = list.find_first_of(marks, start);
     words.emplace_back(list.substr(start, end - start));
   }
   return words;
@@ -90,14 +95,29 @@ std::size_t distance(std::string_view from, std::string_view to) {
   return last[to.size()];
 }
 
-// Text of a manual page.
+// Text of a manual page: every character as it is, a line in a line of its own.
 std::string manualText(std::string_view text) {
-  std::string result = text.starts_with('.') || text.starts_with('\'') ? "\\&" : "";
+  std::string result;
+  bool beginsLine = true;
   for (const char c : text) {
-    if (c == '\\' || c == '-') result += '\\';
-    result += c == '\\' ? 'e' : c;
+    if (c == '\n') {
+      result += "\n.br\n";
+    } else if (c == '.' && beginsLine) {
+      result += "\\&.";
+    } else if (const std::string_view special = "\\-\"'`^~"; special.find(c) != special.npos) {
+      constexpr const char* names[] = {"\\e", "\\-", "\\(dq", "\\(aq", "\\(ga", "\\(ha", "\\(ti"};
+      result += names[special.find(c)];
+    } else {
+      result += c;
+    }
+    beginsLine = c == '\n';
   }
   return result;
+}
+
+// Nothing may stand behind a value.
+void endValue(const CommandLineParsing& parser) {
+  if (!parser.AtEnd(true)) parser.Fail(badArgument);
 }
 
 // One value that stands alone.
@@ -133,8 +153,18 @@ Option::Option(const char* names, std::uint32_t text, Reader reader)
 
 Option Option::NumberBetween(const char* names, std::uint32_t text, std::int64_t min, std::int64_t max,
                              std::function<void(std::int64_t)> store) {
-  return Option(names, text, [=](CommandLineParsing& parser) { store(parser.ReadInt64(min, max)); })
-      .ValueName(OptionNumber);
+  const auto read = [=](CommandLineParsing& parser) {
+    constexpr auto least = std::numeric_limits<std::int64_t>::min();
+    const char* const start = parser.Position();
+    const std::int64_t value = parser.ReadInt64(min, max);
+    if (value == least) {  // or below: the reader does not tell
+      parser.Advance(start - parser.Position());
+      parser.ReadUInt64(std::uint64_t{1} << 63, std::uint64_t{1} << 63);
+    }
+    endValue(parser);
+    store(value);
+  };
+  return Option(names, text, read).ValueName(OptionNumber);
 }
 
 Option Option::NumberBetween(const char* names, std::uint32_t text, std::uint64_t min, std::uint64_t max,
@@ -142,20 +172,23 @@ Option Option::NumberBetween(const char* names, std::uint32_t text, std::uint64_
   const auto read = [=](CommandLineParsing& parser) {
     parser.SkipSpaces();
     if (parser.IsNext('-')) parser.Fail(outOfRange);
-    store(parser.ReadUInt64(min, max));
+    const std::uint64_t value = parser.ReadUInt64(min, max);
+    endValue(parser);
+    store(value);
   };
   return Option(names, text, read).ValueName(OptionNumber);
 }
 
 Option Option::OneOf(const char* names, std::uint32_t text, const char* keywords,
                      std::function<void(int)> store) {
-  const auto read = [=, list = std::string(keywords)](CommandLineParsing& parser) {
-    const int index = parser.ReadKeyword(list.c_str());
-    if (index < 0 || !parser.AtEnd(true)) {
-      parser.SelectArgument();
-      parser.Fail(badSpecification);
-    }
-    store(index);
+  const auto read = [=, words = split(keywords)](CommandLineParsing& parser) {
+    std::string value;
+    parser.ReadText(value);
+    while (!value.empty() && isSpace(value.back())) value.pop_back();
+    const auto found =
+        std::ranges::find_if(words, [&](const std::string& word) { return areEqual(word, value); });
+    if (found == words.end()) throw Exception::Of(badSpecification, value + " (" + join(words, ", ") + ")");
+    store(static_cast<int>(found - words.begin()));
   };
   Option option(names, text, read);
   option.m_keywords = split(keywords);
@@ -170,19 +203,19 @@ Option Option::AnyText(const char* names, std::uint32_t text, std::ptrdiff_t max
     if (!parser.AtEnd(false)) parser.Fail(textTooLong);
     store(std::move(value));
   };
-  return Option(names, text, read).ValueName(OptionText);
+  Option option(names, text, read);
+  option.m_capacity = static_cast<std::size_t>(std::max<std::ptrdiff_t>(maxLength, 0));
+  return option.ValueName(OptionText);
 }
 
 Option Option::Path(const char* names, std::uint32_t text, std::function<void(std::string)> store) {
   const auto read = [=](CommandLineParsing& parser) {
-    std::string path, folder, name, rest;
-    if (parser.IsNext('"')) {
-      parser.ReadQuotedText(path);
-    } else {
-      parser.ReadFileName(path, folder, name);
-      if (!parser.AtEnd(false)) parser.ReadText(rest);
-    }
-    store(path + rest);
+    std::string path;
+    parser.ReadQuotedText(path);
+    endValue(parser);
+    const char* const home = getenv("HOME");
+    if (path.starts_with('~') && home != nullptr) path.replace(0, 1, home);
+    store(std::move(path));
   };
   return Option(names, text, read).ValueName(OptionFile);
 }
@@ -192,6 +225,7 @@ Option Option::Bytes(const char* names, std::uint32_t text, std::size_t capacity
   const auto read = [=](CommandLineParsing& parser) {
     std::vector<unsigned char> bytes(capacity);
     bytes.resize(parser.ReadHexBytes(bytes.data(), capacity));
+    endValue(parser);
     store(std::string(bytes.begin(), bytes.end()));
   };
   Option option(names, text, read);
@@ -205,6 +239,7 @@ Option Option::Moment(const char* names, std::uint32_t text, std::function<void(
     bool isoForm = false;
     parser.ReadDate(moment, isoForm);
     parser.ReadTimeOfDay(moment, isoForm, true);
+    endValue(parser);
     store(moment);
   };
   return Option(names, text, read).ValueName(OptionDate);
@@ -220,6 +255,7 @@ Option Option::Address(const char* names, std::uint32_t text, std::function<void
       if (e.GetCode() != invalidOption) throw;
       parser.FailAt(badSpecification, start);
     }
+    endValue(parser);
     store(host);
   };
   return Option(names, text, read).ValueName(OptionHost);
@@ -234,12 +270,14 @@ Option& Option::Limits(bool hasLeast, std::string least, bool hasMost, std::stri
 // What stands for the value behind the name; empty where there is none.
 std::string Option::ValueText() const {
   if (!m_takesValue) return {};
-  return m_keywords.empty() ? optionMessage(m_valueName) : join(m_keywords, "|");
+  const std::string list = join(m_keywords, "|");
+  return list.empty() || list.size() > longestList ? optionMessage(m_valueName) : list;
 }
 
 // The text of the option with what else there is to know.
 std::string Option::Description() const {
   std::vector<std::string> details;
+  if (join(m_keywords, "|").size() > longestList) details.push_back(join(m_keywords, ", "));
   if (!m_least.empty() && !m_most.empty()) {
     details.push_back(optionMessage(OptionFromTo, {m_least, m_most}));
   } else if (!m_least.empty()) {
@@ -251,14 +289,17 @@ std::string Option::Description() const {
   if (!m_default.empty()) details.push_back(optionMessage(OptionDefault, {m_default}));
   if (m_isRequired) details.push_back(optionMessage(OptionRequired));
   if (m_isRepeatable && m_takesValue) details.push_back(optionMessage(OptionRepeatable));
-  const std::string text = optionMessage(m_text);
-  return details.empty() ? text : text + " (" + join(details, "; ") + ")";
+  std::string text = optionMessage(m_text);
+  if (details.empty()) return text;
+  if (!text.empty()) text += ' ';
+  return text + '(' + join(details, "; ") + ')';
 }
 
 // --- The table
 
-OptionTable::OptionTable(std::initializer_list<Option> options, const ArgumentList& arguments)
-    : CommandLineParsing(arguments), m_options(options) {
+OptionTable::OptionTable(std::vector<Option> options, const ArgumentList& arguments)
+    : CommandLineParsing(arguments), m_options(std::move(options)) {
+  if (Named("help") != nullptr) return;
   m_options.push_back(Option::Flag("help", OptionHelp, [this](bool) { Answer([this] { ShowHelp(); }); }));
 }
 
@@ -271,7 +312,7 @@ void OptionTable::Describe(std::uint32_t usage, std::uint32_t before, std::uint3
 }
 
 void OptionTable::Version(std::string version) {
-  if (m_version.empty()) {
+  if (Named("version") == nullptr) {
     const auto show = [this] {
       Console::Get().PrintLine("%s %s", ProgramName::Get().c_str(), m_version.c_str());
     };
@@ -300,9 +341,13 @@ bool OptionTable::Parse() {
     const ArgumentList arguments{option.m_default.c_str()};
     OneValue value(arguments);
     option.m_reader(value);
-    if (!value.AtEnd(true)) value.Fail(badArgument);
+    endValue(value);
   }
-  if (m_hasOperands) Restore();
+  if (m_hasOperands) {
+    Restore();
+  } else {
+    SelectArgument();
+  }
   ClearMark();
   return true;
 }
@@ -338,17 +383,23 @@ bool OptionTable::HandleOption() {
   return true;
 }
 
-// The option of that name, or the only one with names that begin so.
+// The option of that name.
+const Option* OptionTable::Named(std::string_view name) const {
+  for (const Option& option : m_options)
+    for (const std::string& own : option.m_names)
+      if (areEqual(own, name)) return &option;
+  return nullptr;
+}
+
+// The same, or the only option with names that begin so.
 const Option* OptionTable::Find(std::string_view name) const {
   if (name.empty()) return nullptr;
+  if (const Option* const option = Named(name)) return option;
   const Option* found = nullptr;
   std::vector<std::string> candidates;
   for (const Option& option : m_options) {
-    const auto begins = std::ranges::find_if(
-        option.m_names, [&](const std::string& candidate) { return beginsWith(candidate, name); });
-    if (std::ranges::any_of(option.m_names,
-                            [&](const std::string& own) { return lower(own) == lower(name); }))
-      return &option;
+    const auto begins =
+        std::ranges::find_if(option.m_names, [&](const std::string& own) { return beginsWith(own, name); });
     if (begins == option.m_names.end()) continue;
     found = &option;
     candidates.push_back('-' + *begins);
@@ -386,7 +437,7 @@ void OptionTable::ReadValue(const Option& option) {
     if (!NextArgument()) Fail(missingArgument);
   }
   option.m_reader(*this);
-  if (!AtEnd(true)) Fail(badArgument);
+  endValue(*this);
   m_isGiven[index] = true;
 }
 
@@ -451,6 +502,10 @@ void OptionTable::ShowHelp() const {
     for (const Option* const option : options) {
       std::string line = headingOf(*option);
       for (const std::string& text : wrapToColumns(option->Description(), width - column)) {
+        if (text.empty()) {
+          print(std::exchange(line, ""));
+          continue;
+        }
         if (const std::size_t used = columnsOf(line); used < column) {
           line.append(column - used, ' ');
         } else {
@@ -490,25 +545,34 @@ void OptionTable::ShowCompletions() const {
   const char* const line = getenv("COMP_LINE");
   const char* const point = getenv("COMP_POINT");
   if (line == nullptr || point == nullptr) return;
-  const std::string_view text = std::string_view(line).substr(0, strtoul(point, nullptr, 10));
-  const std::string_view word = text.substr(text.find_last_of(" \t") + 1);
-  if (!word.starts_with('-')) return;
-  const std::string_view dashes = word.starts_with("--") ? "--" : "-";
-  const std::size_t mark = word.find_first_of(valueMarks);
-  const std::string_view name = word.substr(dashes.size(), mark - dashes.size());
+  std::vector<std::string> words =
+      split(std::string_view(line).substr(0, strtoul(point, nullptr, 10)), " \t");
+  words.erase(std::remove(words.begin(), words.end() - 1, ""), words.end() - 1);
   const auto offer = [](std::string_view beginning, const std::string& whole, const std::string& shown) {
     if (beginsWith(whole, beginning)) Console::Get().PrintLine("%s", shown.c_str());
   };
-  for (const Option& option : m_options) {
-    for (const std::string& own : option.m_names) {
-      if (mark == word.npos) {
-        offer(name, own, std::string(dashes) + own + (option.m_takesValue ? "=" : " "));
-      } else if (lower(own) == lower(name)) {
-        for (const std::string& keyword : option.m_keywords)
-          offer(word.substr(mark + 1), keyword, keyword + ' ');
-      }
-    }
+  const auto offerKeywords = [&](const Option& option, std::string_view beginning) {
+    for (const std::string& keyword : option.m_keywords) offer(beginning, keyword, keyword + ' ');
+  };
+  const auto dashesOf = [](std::string_view word) -> std::size_t {
+    return word.starts_with("--") ? 2 : word.starts_with('-') ? 1 : 0;
+  };
+
+  const std::string_view word = words.back();
+  const std::string before = words.size() > 1 ? words[words.size() - 2] : "";
+  const Option* const asking = dashesOf(before) == 0 ? nullptr : Named(before.substr(dashesOf(before)));
+  if (asking != nullptr && asking->m_takesValue) return offerKeywords(*asking, word);
+  const std::size_t dashes = dashesOf(word);
+  if (dashes == 0 || std::ranges::find(words, "--") < words.end() - 1) return;
+  const std::size_t mark = word.find_first_of(valueMarks);
+  const std::string_view name = word.substr(dashes, mark - dashes);
+  if (mark != word.npos) {
+    if (const Option* const option = Named(name)) offerKeywords(*option, word.substr(mark + 1));
+    return;
   }
+  for (const Option& option : m_options)
+    for (const std::string& own : option.m_names)
+      offer(name, own, std::string(word.substr(0, dashes)) + own + (option.m_takesValue ? "=" : " "));
 }
 
 }  // namespace tvk

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <limits>
 #include <optional>
 #include <string>
@@ -23,8 +22,8 @@ namespace tvk {
 //
 // Names        ASCII letters, digits, "-" and "_"; the first one is what the help shows first.
 // Destination  a variable, which is assigned; a std::optional of one; a std::vector, to which each value is
-//              appended and which makes the option repeatable; or a function that takes the value. Variables
-//              must outlive the parsing. A value that is refused leaves its variable as it was.
+//              appended and which makes the option repeatable; or a function that takes the value, as what it
+//              takes. Variables must outlive the parsing. A value that is refused goes nowhere.
 class TVK_EXPORT Option {
   template <class Out>
   struct Contents {
@@ -38,9 +37,22 @@ class TVK_EXPORT Option {
     using Type = Item;
     static constexpr bool areMany = true;
   };
+  // What a function takes, where it has one parameter of one type.
+  template <class Function>
+  struct Taken;
+  template <class Result, class Value>
+  struct Taken<std::function<Result(Value)>> {
+    using Type = std::remove_cvref_t<Value>;
+    static constexpr bool areMany = false;
+  };
+  template <class Out>
+  using TakenBy = Taken<decltype(std::function(std::declval<Out>()))>;
+  template <class Out>
+  requires requires { typename TakenBy<Out>::Type; }
+  struct Contents<Out> : TakenBy<Out> {};
   template <class Out>
   using ContentsOf = Contents<std::remove_cvref_t<Out>>;
-  // The numbers of a destination; those of a function are taken as 64 bits with a sign.
+  // The numbers of a destination; what does not tell takes 64 bits with a sign.
   template <class Out>
   using NumberOf = std::conditional_t<std::is_integral_v<typename ContentsOf<Out>::Type>,
                                       typename ContentsOf<Out>::Type, std::int64_t>;
@@ -51,7 +63,8 @@ class TVK_EXPORT Option {
   // Reads the value at the cursor, with any of the parser's readers.
   using Reader = std::function<void(CommandLineParsing&)>;
 
-  // Takes no value; "true" goes to the destination. May be repeated: it says the same again.
+  // Takes no value; "true" goes to the destination, which may also be a function of nothing. May be repeated: it
+  // says the same again.
   template <class Out>
   static Option Flag(const char* names, std::uint32_t text, Out&& out) {
     return Option(names, text,
@@ -60,6 +73,7 @@ class TVK_EXPORT Option {
   }
 
   // A whole number from `min` to `max`, 2005 outside: decimal, "0x" hexadecimal, or octal behind a leading 0.
+  // Limits that are not given are those of the destination's type, 64 bits with a sign where that does not tell.
   template <class Out>
   static Option Number(const char* names, std::uint32_t text, Out&& out,
                        NumberOf<Out> min = LimitsOf<NumberOf<Out>>::min(),
@@ -72,8 +86,8 @@ class TVK_EXPORT Option {
         .RepeatableIf(ContentsOf<Out>::areMany);
   }
 
-  // One of the words that `keywords` lists, separated by tabs: its index from 0, also for an enumeration. 2023
-  // for another word. See CommandLineParsing::ReadKeyword().
+  // One of the words that `keywords` lists, separated by tabs, in either case: its index from 0, also for an
+  // enumeration. 2023 for another word.
   template <class Out>
   static Option Keyword(const char* names, std::uint32_t text, Out&& out, const char* keywords) {
     return OneOf(names, text, keywords, Into<int>(std::forward<Out>(out)))
@@ -88,7 +102,7 @@ class TVK_EXPORT Option {
         .RepeatableIf(ContentsOf<Out>::areMany);
   }
 
-  // A path, commas and all; "~" in front is replaced by HOME.
+  // A path, commas and all, as it is or in double quotation marks; "~" in front is replaced by HOME.
   template <class Out>
   static Option FileName(const char* names, std::uint32_t text, Out&& out) {
     return Path(names, text, Into<std::string>(std::forward<Out>(out)))
@@ -140,12 +154,17 @@ class TVK_EXPORT Option {
   // What puts values into a destination.
   template <class Value, class Out>
   static std::function<void(Value)> Into(Out&& out) {
-    if constexpr (std::is_invocable_v<Out&, Value>) {
+    using Item = typename ContentsOf<Out>::Type;
+    if constexpr (requires { typename TakenBy<Out>::Type; }) {
+      return [function = std::forward<Out>(out)](Value value) mutable { function(static_cast<Item>(value)); };
+    } else if constexpr (std::is_same_v<Value, bool> && std::is_invocable_v<Out&>) {
+      return [function = std::forward<Out>(out)](Value) mutable { function(); };
+    } else if constexpr (std::is_invocable_v<Out&, Value>) {
       return std::forward<Out>(out);
     } else {
-      static_assert(std::is_lvalue_reference_v<Out>, "a variable that outlives the parsing");
+      static_assert(std::is_lvalue_reference_v<Out>, "a variable that outlives the parsing, or a function");
+      static_assert(!std::is_same_v<Item, std::string_view>, "a string that keeps its text");
       return [&out](Value value) {
-        using Item = typename ContentsOf<Out>::Type;
         if constexpr (ContentsOf<Out>::areMany) {
           out.push_back(static_cast<Item>(value));
         } else {
@@ -201,8 +220,8 @@ class TVK_EXPORT Option {
 // Errors   the codes of the readers and of the table, each with the option as its location: "tool, -jobs=99:
 //          error 2005 - value 99 out of range." An unknown option that resembles one of the table is 2001 as
 //          ever: "tool, -jbos=3 (did you mean -jobs?): error 2001 - invalid option."
-// Always   "-help" and, with Version(), "-version"; "--" ends the options, so that arguments behind it may begin
-//          with a dash.
+// Always   "-help" and, with Version(), "-version", unless the table has options of these names; "--" ends the
+//          options, so that arguments behind it may begin with a dash.
 // Texts    all come from the message table; texts of the options are asked for when they are shown.
 // Shell    "complete -o default -o nospace -C 'tool --tvk-complete' tool" has bash ask the program for completions;
 //          "tool --tvk-manual" prints ManualSection(), for the build of a manual page.
@@ -211,7 +230,7 @@ class TVK_EXPORT Option {
 // one first and handles what it refuses.
 class TVK_EXPORT OptionTable : public CommandLineParsing {
  public:
-  explicit OptionTable(std::initializer_list<Option> options,
+  explicit OptionTable(std::vector<Option> options,
                        const ArgumentList& arguments = ArgumentList::OfProcess());
   ~OptionTable() override;
 
@@ -223,7 +242,7 @@ class TVK_EXPORT OptionTable : public CommandLineParsing {
   void Version(std::string version);
 
   // Reads the options, which come first, and stands on the first argument that is none; the readers go on from
-  // there. False when an option asked for help, the version or completion: that was shown, and the program has
+  // there. Argument() is null where all were options. False when an option asked for help, the version or completion: that was shown, and the program has
   // nothing more to do. Uses the one mark.
   bool Parse();
 
@@ -237,6 +256,7 @@ class TVK_EXPORT OptionTable : public CommandLineParsing {
   bool HandleOption() override;
 
  private:
+  const Option* Named(std::string_view name) const;
   const Option* Find(std::string_view name) const;
   std::string Suggestion(std::string_view name) const;
   void ReadValue(const Option& option);
