@@ -8,26 +8,30 @@ import gdb
 import gdb.printing
 
 
-def base(value, name):
-    """The part of an object that is of the class NAME, whose template arguments do not count."""
-    if value.type.code == gdb.TYPE_CODE_REF:
-        value = value.referenced_value()
-    while value.type.strip_typedefs().name.split("<")[0] != name:
-        value = next(value[field] for field in value.type.strip_typedefs().fields() if field.is_base_class)
-    return value
+# Of classes with virtual functions a program's own debug information tells nothing but the name; the library's, where it
+# is installed, tells all. So these are looked at by their layout, which does not change within a major version: a string
+# is a table of functions, a standard string and a pointer.
+WORD = gdb.lookup_type("unsigned long")
+STRING_WORDS = 6
 
 
-def text(value):
-    """The characters of a string as a lazy string: gdb knows the width, the encoding and `set print elements`."""
-    standard = base(value, "std::__cxx11::basic_string")
-    return standard["_M_dataplus"]["_M_p"].lazy_string(length=int(standard["_M_string_length"]))
+def object_of(value):
+    """What a reference refers to."""
+    return value.referenced_value() if value.type.code == gdb.TYPE_CODE_REF else value
 
 
-def owned(unique):
-    """What a std::unique_ptr points at."""
-    pair = unique["_M_t"]["_M_t"]  # pointer and deleter
-    pair = pair[pair.type.fields()[0]]
-    return pair[pair.type.fields()[1]]["_M_head_impl"].dereference()
+def name_of(value):
+    return object_of(value).type.strip_typedefs().unqualified().name
+
+
+def words(value):
+    """The memory of an object as a pointer to words."""
+    return object_of(value).address.cast(WORD.pointer())
+
+
+def text(start, character="char"):
+    """The string at a word as a lazy string: gdb knows the width, the encoding and `set print elements`."""
+    return start[1].cast(gdb.lookup_type(character).pointer()).lazy_string(length=int(start[2]))
 
 
 class String:
@@ -35,7 +39,9 @@ class String:
         self._value = value
 
     def to_string(self):
-        return text(self._value)
+        if self._value.address is None:  # what a function returned: gdb called it, so it knows the members
+            return self._value["_M_dataplus"]["_M_p"].lazy_string(length=int(self._value["_M_string_length"]))
+        return text(words(self._value), "wchar_t" if "<wchar_t>" in name_of(self._value) else "char")
 
     def display_hint(self):
         return "string"
@@ -82,22 +88,27 @@ class DateTime:
 
 class Exception:
     def __init__(self, value):
-        self._value = value.referenced_value() if value.type.code == gdb.TYPE_CODE_REF else value
-        self._exception = base(self._value, "tvk::Exception")
+        self._words = words(value)
+        self._name = name_of(value)
 
     def to_string(self):
-        return f"{self._value.type.strip_typedefs().name} {int(self._exception['m_code'])}"
+        return f"{self._name} {int(self._words[2].cast(gdb.lookup_type('long')))}"
 
     def children(self):
-        if self._exception["m_isFixed"]:
-            yield "text", owned(self._exception["m_fixedText"])
+        at = 3
         for name in ("first", "second", "third", "location"):
-            member = self._exception["m_" + name]
-            if int(base(member, "std::__cxx11::basic_string")["_M_string_length"]):
-                yield name, member
-        for field in self._value.type.strip_typedefs().fields():
-            if field.name in ("m_fileName", "m_systemError", "m_cause"):
-                yield field.name[2:], self._value[field.name]
+            if int(self._words[at + 2]):
+                yield name, text(self._words + at)
+            at += STRING_WORDS
+        ready = self._words[at + 1]
+        if int(ready):
+            yield "text", text(ready.cast(WORD.pointer()))
+        if self._name == "tvk::FileException":
+            at += 2
+            yield "fileName", text(self._words + at)
+            at += STRING_WORDS
+            yield "systemError", self._words[at].cast(gdb.lookup_type("long"))
+            yield "cause", self._words[at + 1].cast(gdb.lookup_type("int"))
 
 
 printers = gdb.printing.RegexpCollectionPrettyPrinter("tvk")
