@@ -13,7 +13,7 @@ def plain(text):
     """The text, with nothing left that Doxygen takes for a command or mark-up but code between backticks."""
     parts = text.split("`")
     for i in range(0, len(parts), 2):
-        part = re.sub(r"([\\@<>#%*&|])", r"\\\1", parts[i]).replace("--", r"\--").replace('"', "&quot;")
+        part = re.sub(r"([\\@<>#%*&|$])", r"\\\1", parts[i]).replace("--", r"\--").replace('"', "&quot;")
         parts[i] = re.sub(r"^(\d+)\.(?= |$)", r"\1\\.", re.sub(r"(?<!\w)::", r"\\::", part))
     return "`".join(parts)
 
@@ -58,6 +58,17 @@ def documentation(lines):
     return out
 
 
+def with_brief(lines):
+    """The same with the first sentence marked as the brief description."""
+    end = 0
+    while end < len(lines) and lines[end] and not re.match(r"\s*(\\(par|code)|- )", lines[end]):
+        end += 1
+    paragraph = " ".join(line.strip() for line in lines[:end])
+    first = re.match(r".+?[.?!](?= [A-Z])", paragraph)
+    brief = first[0] if first else paragraph
+    return [rf"\brief {brief}", "", paragraph[len(brief):].strip(), *lines[end:]] if brief else lines
+
+
 def main(path):
     is_first = True
     is_open = False  # a group of members
@@ -86,7 +97,7 @@ def main(path):
             out += documentation([rest] * bool(rest) + comment[1:]) + [r"\{"]
             is_open = True
         else:
-            out += documentation(comment)
+            out += with_brief(documentation(comment))
         is_first = False
         for text in out:
             print(f"{first[1]}/// {text}".rstrip())
