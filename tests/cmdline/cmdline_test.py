@@ -114,7 +114,7 @@ options({
     "-must -bytes=0aFF": "bytes=0AFF |", "-must -bytes=0a0b0c": "!2005:0a0b0c;-bytes=0a0b0c",
     "-must -since=2024Mar15,12:00:00UTC": "since=2024-03-15T12:00:00Z |", "-must -host=127.0.0.1": "host=127.0.0.1 |",
     "-must -host=,": "!2023:,;-host=,", "-must -own-kind=X": "own=x |", "-must -own-kind=z": "!2023:z;-own-kind=z",
-    "-must -quiet=1": "!2002:1;-quiet=1",
+    "-must -quiet=1": "!2002:1;-quiet=1", "-must -quiet\t1": "!2002:\t1;-quiet\t1",
     "-quiet": "!2024:;-must", "": "!2024:;-must", "-must -cuont=3": "!2001:cuont=3;-cuont=3;-cuont=3 (did you mean -count?)",
     "-must -xyz": "!2001:xyz;-xyz;-xyz"})
 

@@ -51,12 +51,12 @@ std::string lower(std::string_view text) {
   return result;
 }
 
-bool beginsWith(std::string_view text, std::string_view beginning) {
-  return text.size() >= beginning.size() && lower(text.substr(0, beginning.size())) == lower(beginning);
+bool areEqual(std::string_view left, std::string_view right) {
+  return std::ranges::equal(left, right, {}, toLower, toLower);
 }
 
-bool areEqual(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && beginsWith(left, right);
+bool beginsWith(std::string_view text, std::string_view beginning) {
+  return areEqual(text.substr(0, beginning.size()), beginning);
 }
 
 std::vector<std::string> split(std::string_view list, const char* marks = "\t") {
@@ -432,9 +432,10 @@ void OptionTable::ReadValue(const Option& option) {
   if (m_isGiven[index] && !option.m_isRepeatable) FailAt(multipleSpecification, Argument());
   const ErrorLocation location(Argument(), true);
   const bool hasValue = Accept('=') || Accept(':');
-  if (hasValue != option.m_takesValue) {
-    if (hasValue || !AtEnd(true)) Fail(badArgument);
-    if (!NextArgument()) Fail(missingArgument);
+  if (hasValue && !option.m_takesValue) Fail(badArgument);
+  if (!hasValue) {
+    endValue(*this);
+    if (option.m_takesValue && !NextArgument()) Fail(missingArgument);
   }
   option.m_reader(*this);
   endValue(*this);

@@ -227,7 +227,7 @@ class TVK_EXPORT Option {
 //          "tool --tvk-manual" prints ManualSection(), for the build of a manual page.
 //
 // Options that no table can state are handled by a class derived from this one, whose HandleOption() calls this
-// one first and handles what it refuses.
+// one first and handles what it refuses; it comes first itself with a name that one of the table begins with.
 class TVK_EXPORT OptionTable : public CommandLineParsing {
  public:
   explicit OptionTable(std::vector<Option> options,
