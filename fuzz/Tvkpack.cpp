@@ -118,7 +118,8 @@ void fuzz::run(Input in) {
   for (std::string& text : texts) {
     arguments.push_back((text = in.Text()).c_str());
     isHarmless &= staysHere(text);
-    mayOverwrite |= strncasecmp(text.c_str(), "-overwrite", 10) == 0;
+    const std::size_t dashes = text.find_first_not_of('-');
+    mayOverwrite |= dashes != 0 && strncasecmp(text.c_str() + std::min(dashes, text.size()), "o", 1) == 0;
   }
   if (!isHarmless) return;
   actAs(65534);
