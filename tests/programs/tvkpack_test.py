@@ -200,7 +200,15 @@ class Tvkpack(unittest.TestCase):
             self.assertEqual(status, 0)
             lines = output.split("\n")
             self.assertGreater(len(lines), 31)
-            self.assertLessEqual(max(map(len, lines)), 80)
+            self.assertLess(max(map(len, lines)), 80)
+        child, terminal = pty.fork()
+        if child == 0:
+            fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("4H", 999, 40, 0, 0))
+            os.execv(TVKPACK, ["tvkpack", "-help"])
+        lines = read_until(terminal, None).split("\r\n")
+        self.assertIn("  -quiet      report errors only", lines)
+        self.assertLess(max(map(len, lines)), 40)
+        self.assertEqual(os.waitpid(child, 0)[1], 0)
         self.assertRegex(tvkpack("-version")[1], r"^tvkpack [0-9]+\.[0-9]+\.[0-9]+\n\Z")
 
     def test_completes_its_options(self):

@@ -495,7 +495,7 @@ void OptionTable::ShowHelp() const {
   };
   std::size_t column = 0;
   for (const Option& option : m_options)
-    if (const std::size_t wanted = columnsOf(headingOf(option)); wanted <= widestOptions)
+    if (const std::size_t wanted = columnsOf(headingOf(option)); wanted <= std::min(widestOptions, width / 3))
       column = std::max(column, wanted + 2);
   ForEachGroup([&](const std::string& heading, const std::vector<const Option*>& options) {
     print("");
