@@ -88,26 +88,29 @@ def machine():
 
 
 def plot(all_rows, picture):
-    """Each question a line of the picture: how much longer or shorter others take than we do."""
-    titles = {}
-    for question, size, *_ in all_rows:
-        titles.setdefault((question, size), QUESTIONS[question][0] + (f", {size}" if size else ""))
-    heights = {key: len(titles) - number for number, key in enumerate(titles)}
-    points = "".join(f"{1 / quickest} {heights[question, size]} \"{side}\"\n"
-                     for question, size, _, side, _, _, quickest, *_ in all_rows)
-    labels = ", ".join(f'"{title}" {heights[key]}' for key, title in titles.items())
+    """Each side a line of the picture: how much longer or shorter it takes than we do."""
+    shown, labels, points = set(), [], {"met": "", "missed": "", "compared": ""}
+    for at, (question, size, _, side, _, _, quickest, bar, is_met) in enumerate(all_rows):
+        height = len(all_rows) - at
+        title = QUESTIONS[question][0] + (f", {size}" if size else "")
+        labels.append(f'"{side if (question, size) in shown else f"{title}      {side}"}" {height}')
+        shown.add((question, size))
+        points["compared" if bar is None else "met" if is_met else "missed"] += f"{1 / quickest} {height}\n"
+    colours = {"met": "#225588", "missed": "#cc0000", "compared": "#999999"}
+    plots = ", ".join(f'"-" with points pt 7 ps 0.6 lc rgb "{colours[kind]}"' for kind in points)
     script = f"""
-set terminal svg size 1100,{80 + 26 * len(titles)} font "sans,11" background "white"
+set terminal svg size 1100,{90 + 15 * len(all_rows)} font "sans,11" background "white" noenhanced
 set output "{picture}"
 set logscale x
-set xlabel "time beside ours (right of the line: slower than ours)"
-set yrange [0.3:{len(titles) + 0.7}]
-set ytics ({labels})
-set grid ytics lc rgb "#dddddd"
-set arrow from 1,graph 0 to 1,graph 1 nohead lc rgb "#cc0000"
+set xrange [0.05:1500]
+set xlabel "times as long as we take (right of the line: slower than we are; red: a bar is missed; grey: no bar)"
+set yrange [0.3:{len(all_rows) + 0.7}]
+set ytics ({", ".join(labels)}) font "sans,9"
+set grid ytics lc rgb "#e4e4e4" lt 1
+set arrow from 1,graph 0 to 1,graph 1 nohead lc rgb "#888888"
 unset key
-plot "-" using 1:2:3 with labels point pt 7 ps 0.5 lc rgb "#225588" offset 0,0.6 font "sans,9"
-{points}e
+plot {plots}
+{"".join(data + "e" + chr(10) for data in points.values())}
 """
     subprocess.run(["gnuplot"], input=script, text=True, check=True)
 
