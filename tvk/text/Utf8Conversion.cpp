@@ -55,28 +55,40 @@ std::size_t asciiLength(std::wstring_view text) noexcept {
   return length;
 }
 
+// The sum over all units, piece by piece in 32 bits: the compiler adds up more of them at once than in 64.
+template <class C, class Weight>
+std::size_t sumOver(std::basic_string_view<C> text, Weight weight) noexcept {
+  constexpr std::size_t piece = 65536;
+  std::size_t sum = 0;
+  for (; !text.empty(); text.remove_prefix(std::min(piece, text.size()))) {
+    std::uint32_t part = 0;
+    for (const C c : text.substr(0, piece)) part += weight(c);
+    sum += part;
+  }
+  return sum;
+}
+
 // How many bytes of UTF-8 a text makes: ISO-8859-15 has one character, the euro sign, that takes three.
 std::size_t utf8Size(std::string_view narrow) noexcept {
-  std::size_t size = narrow.size();
-  for (const char c : narrow.substr(asciiLength(narrow)))
-    size += static_cast<std::size_t>(characters::toUnsigned(c) >= 0x80) + (c == '\xA4');
-  return size;
+  const auto more = [](char c) -> std::uint32_t {
+    return std::uint32_t{characters::toUnsigned(c) >= 0x80} + std::uint32_t{c == '\xA4'};
+  };
+  return narrow.size() + sumOver(narrow.substr(asciiLength(narrow)), more);
 }
 
 std::size_t utf8Size(std::wstring_view wide) noexcept {
-  std::size_t size = wide.size();
-  for (const wchar_t c : wide.substr(asciiLength(wide))) {
+  const auto more = [](wchar_t c) -> std::uint32_t {
     const auto code = static_cast<std::uint32_t>(c);
-    size += static_cast<std::size_t>(code >= 0x80) + (code >= 0x800) + (code >= 0x10000);
-  }
-  return size;
+    return std::uint32_t{code >= 0x80} + std::uint32_t{code >= 0x800} + std::uint32_t{code >= 0x10000};
+  };
+  return wide.size() + sumOver(wide.substr(asciiLength(wide)), more);
 }
 
 // How many characters valid UTF-8 holds.
 std::size_t characterCount(std::string_view utf8) noexcept {
-  std::size_t count = asciiLength(utf8);
-  for (const char c : utf8.substr(count)) count += (characters::toUnsigned(c) & 0xC0) != 0x80;
-  return count;
+  const std::size_t length = asciiLength(utf8);
+  const auto isFirst = [](char c) -> std::uint32_t { return (characters::toUnsigned(c) & 0xC0) != 0x80; };
+  return length + sumOver(utf8.substr(length), isFirst);
 }
 
 }  // namespace
