@@ -26,8 +26,8 @@ namespace tvk {
 // a line feed, a carriage return, and when 80 characters or more were written since the last flush.
 //
 // Errors   Writing answers the full count, always; it waits as long as it takes. The first errno of a failed
-//          write to standard output is kept for WriteError(). What the output function or the copy target throws passes to the writer; a
-//          stream turns it into its bad bit.
+//          write to standard output is kept for WriteError(). What the output function or the copy target
+//          throws passes to the writer; a stream turns it into its bad bit.
 // Threads  Each piece (one call) is taken whole, from every thread. The output function is called with no
 //          lock held and may be called by two threads at once; it may use the console. The copy target is
 //          called by one thread at a time and must not use the operations of Console; what it writes to this

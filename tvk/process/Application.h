@@ -56,8 +56,9 @@ class TVK_EXPORT Application : public StartUp {
 
  public:
   // Reports an exception that escaped Main on the console, and on standard error when the console cannot write:
-  // the text of an Exception, the frame's name and the text of any other. Answers its code, 0 without one. An AbortException ends the process here with its code
-  // (the low eight bits, but 1 when only they are 0): code 11 says "aborted by user", others say nothing.
+  // the text of an Exception, the frame's name and the text of any other. Answers its code, 0 without one. An
+  // AbortException ends the process here with its code (the low eight bits, but 1 when only they are 0): code 11
+  // says "aborted by user", others say nothing.
   virtual std::int64_t HandleException(const std::exception& e);
 
  protected:
