@@ -102,7 +102,9 @@ struct Table : tvk::OptionTable {
             arguments) {
     Version("1.0");
   }
-  bool HandleOption() override { return OptionTable::HandleOption() || (Accept('+') && Accept('1')); }
+  bool HandleOption() override {
+    return OptionTable::HandleOption() || (!AtEnd(false) && ReadKeyword("sice") == 0);
+  }
 
   std::string Values() const {
     std::string text;

@@ -96,7 +96,7 @@ def options(rows):
 
 options({
     "-must": "|", "--MUST -Quiet a -q": "quiet=1 | a -q", "-mu -q --q -quiet": "quiet=1 |", "-must -- -quiet": "| -quiet",
-    "-must --": "|", "-must -": "!2001:;-;-", "-must ---q": "!2001:--q;---q;---q (did you mean -q?)", "-must -+1 -q": "quiet=1 |",
+    "-must --": "|", "-must -": "!2001:;-;-", "-must ---q": "!2001:--q;---q;---q (did you mean -q?)", "-must -sice -q": "quiet=1 |", "-must -sice=1": "!2001:=1;-sice=1;-sice=1",
     "-must -count=64": "count=64 |", "-must --count:0x40 x": "count=64 | x", "-must -count 64 x": "count=64 | x",
     "-must -c=1": "!2025:-c=1 (-count, -call)", "-must -ca=7": "call=7 |", "-must -count=65": "!2005:65;-count=65",
     "-must -count=1 -count=1": "!2026:-count=1", "-must -count=": "!2003:;-count=", "-must -count": "!2003:;-count",

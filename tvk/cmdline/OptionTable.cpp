@@ -9,7 +9,6 @@
 
 #include <tvk/cmdline/OptionMessages.h>
 #include <tvk/console/Console.h>
-#include <tvk/console/Terminal.h>
 #include <tvk/console/detail/Columns.h>
 #include <tvk/files/HostAddress.h>
 #include <tvk/text/Characters.h>
@@ -327,7 +326,9 @@ bool OptionTable::Parse() {
   try {
     CommandLineParsing::Parse();
   } catch (const Exception& e) {
-    if (e.GetCode() != invalidOption || m_suggestion.empty()) throw;
+    // A handler of the program's own that took something knows the option.
+    const bool isRefused = e.GetCode() == invalidOption && e.First() == Argument() + 1;
+    if (!isRefused || m_suggestion.empty()) throw;
     throw Exception(invalidOption, e.First(), e.Second(), StringBase<char>::Empty(),
                     optionMessage(OptionDidYouMean, {m_suggestion, Argument()}));
   }

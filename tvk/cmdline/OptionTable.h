@@ -242,8 +242,8 @@ class TVK_EXPORT OptionTable : public CommandLineParsing {
   void Version(std::string version);
 
   // Reads the options, which come first, and stands on the first argument that is none; the readers go on from
-  // there. Argument() is null where all were options. False when an option asked for help, the version or completion: that was shown, and the program has
-  // nothing more to do. Uses the one mark.
+  // there. Argument() is null where all were options. False when an option asked for help, the version or
+  // completion: that was shown, and the program has nothing more to do. Uses the one mark.
   bool Parse();
 
   // Writes the help to the console, as wide as the terminal and with a pause after each page of one.
