@@ -46,6 +46,7 @@ need_build_tools() {
   need gettext have msgfmt
   need python3-polib /usr/bin/python3 -c 'import polib'
   need gzip have gzip
+  need pigz have pigz
   need diffutils have diff
   need findutils have find
   need locales test -e /usr/share/i18n/locales/de_DE
